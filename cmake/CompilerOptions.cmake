@@ -1,0 +1,16 @@
+# What every target of the tree is compiled with.
+add_library(tapwell_options INTERFACE)
+target_include_directories(tapwell_options INTERFACE ${PROJECT_SOURCE_DIR}/Sources)
+target_compile_options(tapwell_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  # The same samples on every compiler and host: a product and a sum are never fused.
+  -ffp-contract=off)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_compile_options(tapwell_options INTERFACE -Wthread-safety)
+endif()
+
+if(TAPWELL_SANITIZER)
+  target_compile_options(tapwell_options INTERFACE
+    -fsanitize=${TAPWELL_SANITIZER} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(tapwell_options INTERFACE -fsanitize=${TAPWELL_SANITIZER})
+endif()
