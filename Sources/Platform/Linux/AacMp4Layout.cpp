@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <string>
+#include <utility>
 
 namespace tapwell {
 
@@ -18,6 +20,13 @@ constexpr std::uint32_t kUndeterminedLanguage = 0x55C4;
 /// Durations of 32 bits last for a day at 48 kHz.
 std::uint8_t versionFor(std::uint64_t value) {
     return value > kMax32 ? 1 : 0;
+}
+
+std::string upperHex(std::uint64_t value, std::size_t digits) {
+    std::string text(digits, '0');
+    for (std::size_t i = digits; i-- > 0; value >>= 4)
+        text[i] = "0123456789ABCDEF"[value & 0xF];
+    return text;
 }
 
 void writeUnityMatrix(Mp4BoxWriter& out) {
@@ -66,6 +75,7 @@ std::vector<std::byte> AacMp4Layout::fragmentedHeader() const {
                 out.u32(kIndependentSample);
             });
         });
+        writeGaplessInformation(out, index);
     });
     return out.take();
 }
@@ -128,6 +138,7 @@ std::vector<std::byte> AacMp4Layout::headerWithIndex(const Index& index) const {
     out.box("moov", [&] {
         writeMovieHeader(out, index.frameCount);
         writeTrack(out, index);
+        writeGaplessInformation(out, index);
     });
     if (index.payloadBytes + kShortHeaderBytes <= kMax32) {
         out.u32(index.payloadBytes + kShortHeaderBytes);
@@ -370,6 +381,43 @@ void AacMp4Layout::writeRollGroups(Mp4BoxWriter& out, const Index& index) const 
         out.u32(1);
         out.u32(index.packetCount());
         out.u32(1);
+    });
+}
+
+/// The same as the edit list in the form that iTunes introduced. FFmpeg's reader heeds the edit
+/// list of an indexed file, but of a fragmented one only this.
+void AacMp4Layout::writeGaplessInformation(Mp4BoxWriter& out, const Index& index) const {
+    const std::uint64_t decodedFrames = index.packetCount() * AacTrack::kFramesPerPacket;
+    const std::uint64_t paddingFrames =
+        decodedFrames == 0 ? 0 : decodedFrames - track_.primingFrames - index.frameCount;
+    std::string value = " 00000000";
+    for (const auto& [number, digits] :
+         {std::pair<std::uint64_t, std::size_t>{track_.primingFrames, 8},
+          {paddingFrames, 8},
+          {index.frameCount, 16}})
+        value.append(" ").append(upperHex(number, digits));
+    for (int i = 0; i < 8; ++i)
+        value += " 00000000";
+
+    constexpr std::uint32_t kUtf8 = 1;
+    out.box("udta", [&] {
+        out.fullBox("meta", 0, 0, [&] {
+            out.fullBox("hdlr", 0, 0, [&] {
+                out.u32(0);
+                out.text("mdirappl");
+                out.zeros(9);
+            });
+            out.box("ilst", [&] {
+                out.box("----", [&] {
+                    out.fullBox("mean", 0, 0, [&] { out.text("com.apple.iTunes"); });
+                    out.fullBox("name", 0, 0, [&] { out.text("iTunSMPB"); });
+                    out.fullBox("data", 0, kUtf8, [&] {
+                        out.u32(0);  // locale
+                        out.text(value);
+                    });
+                });
+            });
+        });
     });
 }
 

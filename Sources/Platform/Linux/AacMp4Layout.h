@@ -54,6 +54,7 @@ private:
     void writeSampleSizes(Mp4BoxWriter& out, const Index& index) const;
     void writeChunks(Mp4BoxWriter& out, const Index& index) const;
     void writeRollGroups(Mp4BoxWriter& out, const Index& index) const;
+    void writeGaplessInformation(Mp4BoxWriter& out, const Index& index) const;
     std::vector<std::byte> headerWithIndex(const Index& index) const;
     std::uint32_t packetsPerChunk() const;
 
