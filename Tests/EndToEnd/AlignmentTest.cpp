@@ -1,3 +1,6 @@
+#include "EndToEnd/RecordingTest.h"
+#include "Support/ToneBurst.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,9 +9,6 @@
 #include <random>
 #include <thread>
 #include <vector>
-
-#include "EndToEnd/RecordingTest.h"
-#include "Support/ToneBurst.h"
 
 namespace tapwell::test {
 namespace {
@@ -89,7 +89,8 @@ TEST_F(AlignmentTest, HoldsInTwentyStarts) {
 TEST_F(AlignmentTest, HoldsUnderLoad) {
     launchWithBursts(60);
     std::vector<std::unique_ptr<BusyProcess>> hogs;
-    for (int index = 0; index < 4; ++index) hogs.push_back(std::make_unique<BusyProcess>());
+    for (int index = 0; index < 4; ++index)
+        hogs.push_back(std::make_unique<BusyProcess>());
     expectTogetherIn(8);
 }
 
@@ -104,7 +105,8 @@ TEST_F(AlignmentTest, HoldsWhenTheMicrophoneStartsLate) {
     ASSERT_NO_FATAL_FAILURE(record(onTime, 1200ms));
     const std::vector<double> lagsOnTime = lags(decoded(onTime));
     ASSERT_GE(lagsOnTime.size(), 3U);
-    for (const double lag : lagsOnTime) EXPECT_NEAR(lag, lagsOnTime[0], toleranceSeconds);
+    for (const double lag : lagsOnTime)
+        EXPECT_NEAR(lag, lagsOnTime[0], toleranceSeconds);
     std::cout << "lag on time " << lagsOnTime[0] * 1000 << " ms\n";
 
     for (int index = 0; index < 3; ++index) {

@@ -1,5 +1,7 @@
 #include "EndToEnd/AudioSession.h"
 
+#include "Support/WavFile.h"
+
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -7,14 +9,14 @@
 #include <stdexcept>
 #include <thread>
 
-#include "Support/WavFile.h"
-
 namespace tapwell::test {
 namespace {
 
 using namespace std::chrono_literals;
 
-ChildProcess::TimePoint soon() { return std::chrono::steady_clock::now() + 20s; }
+ChildProcess::TimePoint soon() {
+    return std::chrono::steady_clock::now() + 20s;
+}
 
 void waitUntil(const std::string& what, const std::function<bool()>& holds) {
     const auto deadline = soon();
@@ -90,15 +92,17 @@ void AudioSession::play(const TwoSidedSound& sound) {
                                  file.string()},
         environment_);
     const std::string speaker = defaultNode("default.audio.sink");
-    const std::string microphoneInput =
-        microphoneInput_.empty() ? defaultNode("default.audio.source") + ":input_MONO"
-                                 : microphoneInput_;
+    const std::string microphoneInput = microphoneInput_.empty()
+                                            ? defaultNode("default.audio.source") + ":input_MONO"
+                                            : microphoneInput_;
     link("feed:output_FL", speaker + ":playback_FL");
     link("feed:output_FL", speaker + ":playback_FR");
     link("feed:output_FR", microphoneInput);
 }
 
-void AudioSession::stopPlaying() { player_.reset(); }
+void AudioSession::stopPlaying() {
+    player_.reset();
+}
 
 void AudioSession::useHoldableMicrophone() {
     microphone_ = std::make_unique<ChildProcess>(
@@ -113,9 +117,13 @@ void AudioSession::useHoldableMicrophone() {
               [&] { return defaultNode("default.audio.source") == "held-microphone"; });
 }
 
-void AudioSession::holdMicrophone() { microphone_->signal(SIGSTOP); }
+void AudioSession::holdMicrophone() {
+    microphone_->signal(SIGSTOP);
+}
 
-void AudioSession::releaseMicrophone() { microphone_->signal(SIGCONT); }
+void AudioSession::releaseMicrophone() {
+    microphone_->signal(SIGCONT);
+}
 
 void AudioSession::killServer() {
     server_->write("stop\n");

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "Support/ChildProcess.h"
+#include "Support/TapwellProcess.h"
+#include "Support/TemporaryDirectory.h"
+
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "Support/ChildProcess.h"
-#include "Support/TapwellProcess.h"
-#include "Support/TemporaryDirectory.h"
 
 namespace tapwell::test {
 

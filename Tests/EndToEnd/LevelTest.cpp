@@ -1,13 +1,14 @@
+#include "EndToEnd/RecordingTest.h"
+#include "Support/ToneFit.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numbers>
 #include <span>
-
-#include "EndToEnd/RecordingTest.h"
-#include "Support/ToneFit.h"
 
 namespace tapwell::test {
 namespace {
@@ -16,7 +17,9 @@ using namespace std::chrono_literals;
 
 constexpr double toleranceDecibels = 0.3;
 
-double decibels(double ratio) { return 20 * std::log10(ratio); }
+double decibels(double ratio) {
+    return 20 * std::log10(ratio);
+}
 
 /// The recording without its ends, where sources come and go.
 std::span<const float> middle(const DecodedAudio& audio) {

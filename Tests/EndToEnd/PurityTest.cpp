@@ -1,3 +1,6 @@
+#include "EndToEnd/RecordingTest.h"
+#include "Support/ToneFit.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -5,9 +8,6 @@
 #include <string>
 #include <tuple>
 #include <vector>
-
-#include "EndToEnd/RecordingTest.h"
-#include "Support/ToneFit.h"
 
 namespace tapwell::test {
 namespace {
@@ -21,8 +21,8 @@ constexpr std::size_t windowSize = 512;
 enum class Side { speaker, microphone };
 
 /// A steady tone through the server, the recorder and the codec.
-class PurityTest : public RecordingTest, public testing::WithParamInterface<std::tuple<int, Side>> {
-};
+class PurityTest : public RecordingTest,
+                   public testing::WithParamInterface<std::tuple<int, Side>> {};
 
 std::string testName(const testing::TestParamInfo<std::tuple<int, Side>>& info) {
     const auto [rate, side] = info.param;
@@ -30,8 +30,8 @@ std::string testName(const testing::TestParamInfo<std::tuple<int, Side>>& info) 
 }
 
 double median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
-                     values.end());
+    std::nth_element(values.begin(),
+                     values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
     return values[values.size() / 2];
 }
 

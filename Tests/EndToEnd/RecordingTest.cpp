@@ -33,7 +33,9 @@ void RecordingTest::record(const std::filesystem::path& path, Milliseconds lengt
     ASSERT_NO_FATAL_FAILURE(stop(path));
 }
 
-void RecordingTest::letPass(Milliseconds length) { std::this_thread::sleep_for(length); }
+void RecordingTest::letPass(Milliseconds length) {
+    std::this_thread::sleep_for(length);
+}
 
 DecodedAudio RecordingTest::decoded(const std::filesystem::path& path) {
     DecodedAudio audio = DecodedAudio::ofFile(path);

@@ -1,5 +1,10 @@
 #pragma once
 
+#include "EndToEnd/AudioSession.h"
+#include "Support/DecodedAudio.h"
+#include "Support/TapwellProcess.h"
+#include "Support/TemporaryDirectory.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -7,11 +12,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-#include "EndToEnd/AudioSession.h"
-#include "Support/DecodedAudio.h"
-#include "Support/TapwellProcess.h"
-#include "Support/TemporaryDirectory.h"
 
 namespace tapwell::test {
 
