@@ -1,0 +1,53 @@
+#pragma once
+
+#include "Platform/Linux/FixedRateResampler.h"
+#include "Platform/Linux/RateTrim.h"
+#include "Platform/SampleRateConverter.h"
+
+#include <vector>
+
+namespace tapwell {
+
+/// Averages the channels, converts at the exact ratio of the nominal rates with libsoxr (left out
+/// when they are equal), and follows changes of the source rate with a RateTrim behind that.
+///
+/// Equal rates pass through bit by bit until the rate is first adjusted. A change of rate takes
+/// effect at exactly the frame of its call. docs/decisions/0002-resampler.md has the reasons and
+/// the measured quality.
+class SoxrSampleRateConverter final : public SampleRateConverter {
+public:
+    /// Null when the formats are not those of SampleRateConverterFactory or libsoxr refuses the
+    /// ratio.
+    static std::unique_ptr<SoxrSampleRateConverter> make(const AudioFormat& source,
+                                                         const AudioFormat& target);
+
+    OutputStatus convert(PcmBuffer& output, const InputBlock& input,
+                         std::string& outError) override;
+    bool adjustSourceSampleRate(double sampleRate) override;
+    OutputStatus finish(PcmBuffer& output, std::string& outError) override;
+
+private:
+    enum class Step { moved, nothingLeft, failed };
+
+    SoxrSampleRateConverter(const AudioFormat& source, const AudioFormat& target,
+                            std::unique_ptr<FixedRateResampler> resampler);
+
+    Step pullInput(const InputBlock& input, std::uint32_t missingOutput, std::string& outError);
+    Step movePendingInput(std::string& outError);
+    Step moveFilterTail(std::string& outError);
+    Step moveResampled(const FixedRateResampler::Progress& progress);
+    /// Appends finished samples to `output`; true when it is full.
+    bool fill(PcmBuffer& output);
+
+    const AudioFormat source_;
+    const AudioFormat target_;
+    const std::unique_ptr<FixedRateResampler> resampler_;  ///< null when the rates are equal
+    RateTrim trim_;
+    std::vector<float> pending_;  ///< mono input that was handed in and not yet resampled
+    std::size_t pendingBegin_ = 0;
+    std::vector<float> resampled_;  ///< between the two stages
+    std::uint64_t inputFrames_ = 0;
+    double sourceRate_;  ///< Hz, the last one taken up
+};
+
+}  // namespace tapwell
