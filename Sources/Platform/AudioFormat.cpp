@@ -1,7 +1,6 @@
 #include "Platform/AudioFormat.h"
 
 #include <cmath>
-#include <sstream>
 
 namespace tapwell {
 namespace {
@@ -89,14 +88,6 @@ CommonFormat AudioFormat::commonFormat() const {
 
 std::uint32_t AudioFormat::bytesPerSample() const {
     return isInterleaved() ? bytesPerFrame() / channelCount() : bytesPerFrame();
-}
-
-std::string AudioFormat::description() const {
-    std::ostringstream text;
-    text << "sr=" << sampleRate() << " ch=" << channelCount()
-         << " interleaved=" << (isInterleaved() ? "true" : "false")
-         << " common=" << static_cast<std::uint32_t>(commonFormat());
-    return text.str();
 }
 
 }  // namespace tapwell

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 
 namespace tapwell {
 
@@ -48,9 +47,6 @@ public:
     std::uint32_t bytesPerFrame() const { return description_.bytesPerFrame; }
     /// Bytes of one sample of one channel.
     std::uint32_t bytesPerSample() const;
-
-    /// For log lines: "sr=48000 ch=2 interleaved=true common=1".
-    std::string description() const;
 
     friend bool operator==(const AudioFormat&, const AudioFormat&) = default;
 

@@ -51,6 +51,14 @@ public:
     /// converter is needed.
     virtual bool adjustSourceSampleRate(double sampleRate) = 0;
 
+    /// Output frames that the input handed in so far amounts to and that have not been given out:
+    /// the filter's present delay.
+    virtual double heldBackFrames() const = 0;
+
+    /// A bound of `heldBackFrames` between calls for a converter in good order. One that holds back
+    /// more does not work for its formats.
+    virtual double maximumHeldBackFrames() const = 0;
+
     /// The end of the stream: puts what the filter still holds into `output` and sets its frame
     /// length; to be called until that is 0. Afterwards, over the whole stream, the number of
     /// output frames is the number of input frames × target rate ÷ source rate, within one. No

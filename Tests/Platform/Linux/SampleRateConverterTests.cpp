@@ -148,7 +148,7 @@ TEST_P(RatePairTest, KeepsATonePureInLevelAndInTime) {
         const auto steady = steadyPart(output, target);
         const ToneFit fit = fitTone(steady, tone / target);
         EXPECT_LT(fit.thdPlusNoiseDb(), -140);
-        EXPECT_NEAR(fit.amplitude, 0.5, 1e-6);
+        EXPECT_NEAR(20 * std::log10(fit.amplitude / 0.5), 0, 0.01);
         const double cyclesBefore =
             tone / target * static_cast<double>(steady.data() - output.data());
         const double lateCycles = fit.phaseRadians / (2 * std::numbers::pi) - cyclesBefore;
@@ -176,21 +176,20 @@ TEST_P(RatePairTest, GivesTheSameSamplesHoweverTheStreamIsCut) {
     EXPECT_EQ(stream.output, whole);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    SampleRateConverter, RatePairTest,
-    testing::Values(RatePair{44100, 48000, {997, 10000, 20000}},
-                    RatePair{16000, 48000, {997, 6000}}, RatePair{8000, 48000, {997, 3000}},
-                    RatePair{96000, 48000, {997, 10000, 20000}},
-                    RatePair{48000, 16000, {997, 6000}}, RatePair{48000, 44100, {997, 10000}},
-                    RatePair{47999.6, 48000, {997, 10000, 20000}},
-                    RatePair{44098.7, 48000, {997, 10000, 20000}},
-                    RatePair{48000, 48000, {997, 20000}}),
-    [](const auto& tested) {
-        std::string name = std::to_string(tested.param.source) + "To" +
-                           std::to_string(static_cast<int>(tested.param.target));
-        std::replace(name.begin(), name.end(), '.', '_');
-        return name;
-    });
+INSTANTIATE_TEST_SUITE_P(SampleRateConverter, RatePairTest,
+                         testing::Values(RatePair{44100, 48000, {997, 10000, 20000}},
+                                         RatePair{16000, 48000, {997, 6000}},
+                                         RatePair{8000, 48000, {997, 3000}},
+                                         RatePair{96000, 48000, {997, 10000, 20000}},
+                                         RatePair{48000, 16000, {997, 6000}},
+                                         RatePair{48000, 44100, {997, 10000}},
+                                         RatePair{47999.6, 48000, {997, 10000, 20000}},
+                                         RatePair{44098.7, 48000, {997, 10000, 20000}},
+                                         RatePair{48000, 48000, {997, 20000}}),
+                         [](const auto& tested) {
+                             return std::to_string(static_cast<int>(tested.param.source)) + "To" +
+                                    std::to_string(static_cast<int>(tested.param.target));
+                         });
 
 TEST(SampleRateConverter, CountsOutputExactlyOverHalfAnHour) {
     for (const double source : {44100.0, 47999.6}) {
@@ -413,13 +412,25 @@ Samples idealOutput(double nominalRate, double targetRate, double tone, std::siz
     return ideal;
 }
 
-/// Error of a stream with changing rates against the ideal, in dB of the tone, ends left out.
+/// Error of a stream with changing rates against the ideal, in dB of the tone, ends left out. One
+/// constant gain, the filter's at this tone, is no error.
 double errorDb(const Samples& output, const Samples& ideal, double rate) {
     const auto actual = steadyPart(output, rate), wanted = steadyPart(ideal, rate);
-    double energy = 0;
-    for (std::size_t i = 0; i < std::min(actual.size(), wanted.size()); ++i)
-        energy += std::pow(static_cast<double>(actual[i]) - wanted[i], 2);
-    return 10 * std::log10(energy / static_cast<double>(actual.size()) / 0.125);
+    const std::size_t count = std::min(actual.size(), wanted.size());
+    double product = 0, wantedEnergy = 0, errorEnergy = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        product += static_cast<double>(actual[i]) * wanted[i];
+        wantedEnergy += static_cast<double>(wanted[i]) * wanted[i];
+    }
+    for (std::size_t i = 0; i < count; ++i)
+        errorEnergy += std::pow(actual[i] - product / wantedEnergy * wanted[i], 2);
+    return 10 * std::log10(errorEnergy / wantedEnergy);
+}
+
+/// What a step of the rate by `stepHz` does to a tone within a window of the break detector: the
+/// two frequencies lead half a window away from their mean.
+double frequencyStepDb(double tone, double nominalRate, double stepHz) {
+    return 20 * std::log10(std::numbers::pi * tone * stepHz / nominalRate * 128 / 48000);
 }
 
 /// Pushes `input` in pieces whose sizes `pieceSize` chooses, each rate change at its frame, and
@@ -454,7 +465,8 @@ TEST(SampleRateConverter, AHintAfterSecondsOfPassThroughLeavesNoSeam) {
             const Samples ideal = idealOutput(nominal, 48000, tone, input.size(), changes);
             EXPECT_NEAR(static_cast<double>(output.size()), static_cast<double>(ideal.size()), 1.0);
             EXPECT_LT(errorDb(output, ideal, 48000), -135);
-            EXPECT_LT(worstToneBreakDb(steadyPart(output, 48000), tone / 48000), -85);
+            EXPECT_LT(worstToneBreakDb(steadyPart(output, 48000), tone / 48000, 256),
+                      frequencyStepDb(tone, nominal, 1.7));
             if (nominal == 48000) {
                 EXPECT_TRUE(std::equal(input.begin(), input.begin() + 132301, output.begin()));
             }

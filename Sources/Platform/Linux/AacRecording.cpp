@@ -1,0 +1,100 @@
+#include "Platform/Linux/AacRecording.h"
+
+#include "Platform/Linux/Mp4Finisher.h"
+
+#include <cerrno>
+#include <new>
+
+namespace tapwell {
+
+using Status = AssetWriter::Status;
+
+std::optional<RecorderError> AacRecording::error() const {
+    const std::lock_guard lock(errorMutex_);
+    return error_;
+}
+
+bool AacRecording::start(const AudioOutputSettings& settings) {
+    const std::lock_guard lock(mutex_);
+    if (status() != Status::unknown) return false;
+    try {
+        encoder_ = std::make_unique<AacEncoder>(settings);
+        fragments_ = std::make_unique<FragmentedMp4File>(file_, encoder_->track());
+    } catch (const RecorderError& error) {
+        failLocked(error);
+        return false;
+    }
+    status_ = Status::writing;
+    return true;
+}
+
+bool AacRecording::startSession() {
+    const std::lock_guard lock(mutex_);
+    if (status() != Status::writing) return false;
+    hasSession_ = true;
+    return true;
+}
+
+bool AacRecording::append(std::span<const float> samples) {
+    const std::lock_guard lock(mutex_);
+    if (status() != Status::writing || !hasSession_) return false;
+    try {
+        encoder_->encode(samples,
+                         [this](std::span<const std::byte> packet) { fragments_->append(packet); });
+    } catch (const RecorderError& error) {
+        failLocked(error);
+        return false;
+    }
+    frameCount_ += samples.size() / encoder_->track().channelCount;
+    return true;
+}
+
+void AacRecording::fail(const RecorderError& error) {
+    const std::lock_guard lock(mutex_);
+    if (status() == Status::unknown || status() == Status::writing) failLocked(error);
+}
+
+void AacRecording::failLocked(const RecorderError& error) {
+    {
+        const std::lock_guard lock(errorMutex_);
+        error_ = error;
+    }
+    status_ = Status::failed;
+}
+
+void AacRecording::drain() {
+    encoder_->finish([this](std::span<const std::byte> packet) { fragments_->append(packet); });
+    fragments_->finish(frameCount_);
+    encoder_.reset();
+}
+
+void AacRecording::finish() {
+    const std::lock_guard lock(mutex_);
+    if (status() != Status::writing) return;
+    try {
+        drain();
+        Mp4Finisher(file_, *fragments_, frameCount_).finish();
+        status_ = Status::completed;
+    } catch (const RecorderError& error) {
+        failLocked(error);
+    } catch (const std::bad_alloc&) {
+        failLocked(file_.error("finish", ENOMEM));
+    }
+    fragments_.reset();
+}
+
+void AacRecording::abandon() {
+    const std::lock_guard lock(mutex_);
+    if (!fragments_ && status() != Status::completed) {
+        file_.remove();
+    } else if (status() == Status::writing) {
+        try {
+            drain();
+        } catch (const RecorderError&) {
+            // The file keeps what fitted; nobody is left to be told.
+        }
+    }
+    if (status() == Status::unknown || status() == Status::writing) status_ = Status::cancelled;
+}
+
+}  // namespace tapwell

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace tapwell {
+
+/// Writes all of `bytes` at `offset`, going on after short writes and interruptions. Returns 0 or
+/// the errno of the write that failed; part of the bytes may be in the file then.
+int writeAll(int descriptor, std::span<const std::byte> bytes, std::uint64_t offset);
+
+/// Fills `bytes` from `offset` as far as the file reaches. Returns 0 or errno; `outCount` tells how
+/// many bytes were read.
+int readFully(int descriptor, std::span<std::byte> bytes, std::uint64_t offset,
+              std::size_t& outCount);
+
+}  // namespace tapwell

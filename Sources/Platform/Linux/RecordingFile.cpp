@@ -1,0 +1,54 @@
+#include "Platform/Linux/RecordingFile.h"
+
+#include "Platform/Linux/FileOperations.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace tapwell {
+
+RecordingFile::RecordingFile(std::string path) : path_(std::move(path)) {
+    constexpr mode_t kOwnerOnly = 0600;
+    do {
+        descriptor_ = ::open(path_.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, kOwnerOnly);
+    } while (descriptor_ < 0 && errno == EINTR);
+    if (descriptor_ < 0) throw error("create", errno);
+    // An inherited access list can have changed the mode. File systems without modes refuse.
+    (void)::fchmod(descriptor_, kOwnerOnly);
+}
+
+RecordingFile::~RecordingFile() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+void RecordingFile::append(std::span<const std::byte> bytes) {
+    if (const int errorNumber = writeAll(descriptor_, bytes, size_); errorNumber != 0) {
+        // If even this fails, readers meet a fragment that is cut short, which they pass over.
+        (void)!::ftruncate(descriptor_, static_cast<off_t>(size_));
+        throw error("write", errorNumber);
+    }
+    size_ += bytes.size();
+}
+
+void RecordingFile::remove() {
+    if (isAtPath()) ::unlink(path_.c_str());
+}
+
+bool RecordingFile::isAtPath() const {
+    struct stat ours {};
+    struct stat found {};
+    return ::fstat(descriptor_, &ours) == 0 && ::lstat(path_.c_str(), &found) == 0 &&
+           ours.st_dev == found.st_dev && ours.st_ino == found.st_ino;
+}
+
+RecorderError RecordingFile::error(const std::string& action, int errorNumber) const {
+    return RecorderError("POSIX", errorNumber,
+                         "Cannot " + action + " recording file \"" + path_ +
+                             "\": " + std::generic_category().message(errorNumber));
+}
+
+}  // namespace tapwell

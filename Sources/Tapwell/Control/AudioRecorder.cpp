@@ -1,0 +1,225 @@
+#include "Tapwell/Control/AudioRecorder.h"
+
+#include "Tapwell/Capture/CoreAudioRecordingUtils.h"
+#include "Tapwell/Capture/RecorderCoreAudioError.h"
+#include "Tapwell/Configuration/RecorderDualTrackMode.h"
+#include "Tapwell/Configuration/RecorderRtmpsMode.h"
+#include "Tapwell/Configuration/RecorderSTTMode.h"
+#include "Tapwell/Configuration/RecorderUploadLayout.h"
+#include "Tapwell/Configuration/RecordingSessionMixSampleRate.h"
+#include "Tapwell/Diagnostics/TextFormat.h"
+
+#include <exception>
+#include <filesystem>
+
+namespace tapwell {
+namespace {
+
+constexpr const char* kSystemAudioPermissionMessage =
+    "System audio capture permission required. Open System Settings → Privacy & Security, find "
+    "system audio capture for Tolvane or tapwell, enable it, then restart the app.";
+
+}  // namespace
+
+AudioRecorder::AudioRecorder(Services services)
+    : services_(std::move(services)),
+      log_(services_.streams, "mic-debug"),
+      events_(services_.streams),
+      permissions_({services_.hardware, services_.authorization, services_.environment,
+                    services_.queues, services_.streams}),
+      tapIOQueue_(services_.queues.makeSerialQueue("Tapwell.SystemTapIO",
+                                                   QualityOfService::userInteractive)) {
+    if (RecorderSTTMode::isEnabled(services_.environment)) prewarmSpeechProvider();
+}
+
+AudioRecorder::~AudioRecorder() {
+    stopCapture();
+}
+
+void AudioRecorder::prewarmSpeechProvider() {
+    if (!services_.createSpeechProvider) return;
+    prewarmedSTTProvider_ =
+        services_.createSpeechProvider(services_.environment.localeIdentifier(), sessionMixHz_);
+    if (prewarmedSTTProvider_)
+        log_.line("STT pre-warm: created " + prewarmedSTTProvider_->typeName() +
+                  " at process launch");
+}
+
+void AudioRecorder::start(const std::string& outputPath) {
+    if (isRecording()) {
+        events_.emitEvent(ErrorEvent{kRecorderAlreadyRunning, "Recording already in progress"});
+        return;
+    }
+    if (!permissions_.ensureMicrophoneAccessForRecording()) return;
+    outputPath_ = outputPath;
+    progressState_.begin(services_.clock.now());
+    try {
+        prepareSystemTap();
+        if (!systemTap_->tapAVFormat()) {
+            failStart(kDeviceNotAvailable, "Could not resolve tap audio format.");
+            return;
+        }
+        chooseSessionMixRate();
+        micEngine_ = MicrophonePCMEngine::create(
+            {services_.hardware, services_.queues, services_.clock}, log_.withArea("mic-engine"));
+        buildSinks(outputPath);
+        startCapture();
+    } catch (const RecorderCoreAudioError& error) {
+        if (error.isSystemAudioPermissionDenied())
+            failStart(kPermissionDeniedSystemAudio, kSystemAudioPermissionMessage);
+        else
+            failStart(kRecorderStartFailed, error.what());
+        return;
+    } catch (const std::exception& error) {
+        failStart(kRecorderStartFailed, error.what());
+        return;
+    }
+    startTranscription();
+    events_.emitEvent(StartedEvent{outputPath});
+}
+
+void AudioRecorder::prepareSystemTap() {
+    systemTap_ = SystemAudioTapSession::create(services_.hardware, services_.environment,
+                                               log_.withArea("system-tap"));
+    systemTap_->prepareExcludeTapwellPid();
+}
+
+void AudioRecorder::chooseSessionMixRate() {
+    if (RecorderRtmpsMode::isEnabled(services_.environment))
+        throw RecorderError("Tapwell", 0,
+                            "TL_RECORDER_RTMPS_MODE is set, but this build cannot stream PCM. "
+                            "Unset it to record to a file.");
+    if (RecorderDualTrackMode::isEnabled(services_.environment))
+        throw RecorderError("Tapwell", 0,
+                            "TL_MACOS_DUAL_TRACK_RECORDING is set, but this build cannot record "
+                            "dual tracks. Unset it to record the mix.");
+    const double tapNominal = systemTap_->tapAVFormat()->sampleRate();
+    const auto output = recorderDefaultSystemOutputDeviceObjectID(services_.hardware);
+    sessionMixHz_ = RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
+        services_.hardware, output, tapNominal, std::nullopt);
+    log_.line("session mix bus=" + shortestText(sessionMixHz_) +
+              " Hz (tap nominal=" + shortestText(tapNominal) +
+              " default output nominal=" + nominalRateText(output) + " input nominal=" +
+              nominalRateText(recorderDefaultInputDeviceObjectID(services_.hardware)) + " Hz)");
+}
+
+std::string AudioRecorder::nominalRateText(std::optional<AudioObjectID> device) const {
+    if (!device) return "nil";
+    const auto rate = recorderNominalSampleRate(services_.hardware, *device);
+    return rate ? fixedText(*rate, 1) : "nil";
+}
+
+void AudioRecorder::buildSinks(const std::string& outputPath) {
+    const RecorderUploadLayout layout = currentUploadLayout(services_.environment);
+    log_.line(std::string("upload layout=") + layoutName(layout) +
+              " (TL_MACOS_UPLOAD_STEREO_LR for stereo L=mic R=system)");
+    const TrackSinkEncoding encoding = layout == RecorderUploadLayout::stereoLR
+                                           ? TrackSinkEncoding::mixedStereoFloatPCMToAAC
+                                           : TrackSinkEncoding::mixedMonoFloatPCMToAAC;
+    trackSink_ = TrackSink::create({services_.writers, services_.queues, services_.streams},
+                                   outputPath, "mixed", encoding,
+                                   [this](std::int64_t bytes) { progressState_.addBytes(bytes); });
+    router_ = MixedPCMFeedRouter::create(
+        {services_.queues, services_.clock, services_.converters, services_.streams}, trackSink_,
+        sessionMixHz_, layout);
+}
+
+void AudioRecorder::startCapture() {
+    const auto firstBuffers = std::make_shared<FirstBuffers>(services_.queues.makeSemaphore());
+    micEngine_->setDidResetAudioGraph(
+        [router = router_] { router->resetMicrophonePathForRouteChange(); });
+    micEngine_->start(
+        [router = router_, firstBuffers](const PcmBuffer& buffer, const AudioTime& when) {
+            firstBuffers->microphoneArrived();
+            router->handleMicrophone(buffer, when);
+        });
+    systemTap_->run(tapIOQueue_, *systemTap_->tapAVFormat(), nullptr,
+                    [router = router_, firstBuffers, weakTap = std::weak_ptr(systemTap_)](
+                        const PcmBuffer& buffer, const AudioTimeStamp& stamp) {
+                        firstBuffers->systemArrived();
+                        std::optional<double> hint;
+                        if (const auto tap = weakTap.lock())
+                            if (const auto format = tap->ioFormat()) hint = format->sampleRate();
+                        router->handleSystem(buffer, stamp, hint);
+                    });
+    firstBuffers->awaitBoth(services_.clock, firstBuffersTimeout);
+    router_->setCaptureStarted(true);
+}
+
+void AudioRecorder::startTranscription() {
+    if (!RecorderSTTMode::isEnabled(services_.environment)) return;
+    const std::string locale = services_.environment.localeIdentifier();
+    if (prewarmedSTTProvider_) {
+        log_.line("STT: reusing pre-warmed " + prewarmedSTTProvider_->typeName());
+        sttProvider_ = std::exchange(prewarmedSTTProvider_, nullptr);
+    } else if (services_.createSpeechProvider) {
+        sttProvider_ = services_.createSpeechProvider(locale, sessionMixHz_);
+    }
+    if (!sttProvider_) {
+        log_.line("STT: no provider available for locale=" + locale);
+        return;
+    }
+    log_.line("STT enabled: " + sttProvider_->typeName() + " for locale=" + locale);
+    router_->setSttCallback(
+        [provider = sttProvider_](std::span<const float> samples, MediaTime time) {
+            provider->feedPCM(samples, time);
+        });
+}
+
+void AudioRecorder::stop() {
+    if (!isRecording()) return;
+    if (sttProvider_) {
+        router_->setSttCallback(nullptr);
+        sttProvider_->stop();
+        sttProvider_.reset();
+    }
+    stopCapture();
+    router_->logDiagnosticsAfterStopCapture();
+    router_->flushMixedTail();
+    finishRecordingFile();
+    router_.reset();
+    trackSink_.reset();
+    events_.emitEvent(FinalizedEvent{outputPath_, progressState_.bytesWritten(),
+                                     progressState_.elapsedMs(services_.clock.now())});
+}
+
+/// The microphone goes first. Afterwards no capture callback runs any more.
+void AudioRecorder::stopCapture() {
+    if (micEngine_) {
+        micEngine_->stop();
+        micEngine_.reset();
+    }
+    if (systemTap_) {
+        systemTap_->stopAndTeardown();
+        systemTap_.reset();
+        tapIOQueue_->sync([] {});
+    }
+}
+
+void AudioRecorder::finishRecordingFile() {
+    if (auto task = trackSink_->finishWriter()) task->await();
+    std::error_code error;
+    const auto size = std::filesystem::file_size(outputPath_, error);
+    const std::int64_t sizeBytes = error ? 0 : static_cast<std::int64_t>(size);
+    progressState_.setBytesWritten(sizeBytes);
+    log_.line("after finishWriting: upload path=" + outputPath_ + " exists=" + boolText(!error) +
+              " sizeBytes=" + std::to_string(sizeBytes));
+}
+
+void AudioRecorder::failStart(const std::string& code, const std::string& message) {
+    tearDownAfterFailedStart();
+    events_.emitEvent(ErrorEvent{code, message});
+}
+
+void AudioRecorder::tearDownAfterFailedStart() {
+    if (sttProvider_) sttProvider_->stop();
+    sttProvider_.reset();
+    // Not kept for the next start: what made this one fail may have broken it too.
+    if (prewarmedSTTProvider_) prewarmedSTTProvider_->stop();
+    prewarmedSTTProvider_.reset();
+    stopCapture();
+    router_.reset();
+    trackSink_.reset();
+}
+
+}  // namespace tapwell

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "Platform/AssetWriter.h"
+#include "Platform/AudioHardware.h"
+#include "Platform/Authorization.h"
+#include "Platform/Clock.h"
+#include "Platform/Environment.h"
+#include "Platform/QueueFactory.h"
+#include "Platform/SampleRateConverter.h"
+#include "Platform/StandardStreams.h"
+#include "Tapwell/Capture/CapturePermissions.h"
+#include "Tapwell/Capture/MicrophonePCMEngine.h"
+#include "Tapwell/Capture/SystemAudioTapSession.h"
+#include "Tapwell/Control/AudioRecorderProgressState.h"
+#include "Tapwell/Control/FirstBuffers.h"
+#include "Tapwell/Diagnostics/Log.h"
+#include "Tapwell/MixBus/MixedPCMFeedRouter.h"
+#include "Tapwell/Outputs/TrackSink.h"
+#include "Tapwell/Protocol/EventEmitter.h"
+#include "Tapwell/Transcription/SpeechRecognitionProvider.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tapwell {
+
+/// The one recorder of the process: turns "start" into a running capture graph and "stop" into an
+/// orderly drain that ends with the finished file.
+///
+/// Used from the command loop only, one call at a time. Failures to start are reported as error
+/// events after what was built has been torn down; the next start can succeed.
+class AudioRecorder {
+public:
+    struct Services {
+        AudioHardware& hardware;
+        SampleRateConverterFactory& converters;
+        AssetWriterFactory& writers;
+        QueueFactory& queues;
+        Clock& clock;
+        Authorization& authorization;
+        Environment& environment;
+        StandardStreams& streams;
+        CreateSpeechProvider createSpeechProvider;  ///< may be empty: no transcription
+    };
+
+    /// How long a start waits for both devices to deliver before it goes on with one.
+    static constexpr std::chrono::milliseconds firstBuffersTimeout{1500};
+
+    /// Pre-creates a speech provider where live transcription is switched on.
+    explicit AudioRecorder(Services services);
+    /// Stops capture. A recording that was not stopped stays as the fragments written so far.
+    ~AudioRecorder();
+
+    /// Begins a recording into `outputPath`, which must not exist, and emits `started`, or emits
+    /// one error event.
+    void start(const std::string& outputPath);
+
+    /// Ends the recording, finishes its file and emits `finalized`. Does nothing when idle.
+    void stop();
+
+    bool isRecording() const { return systemTap_ || micEngine_; }
+    const CapturePermissions& permissions() const { return permissions_; }
+
+private:
+    void prewarmSpeechProvider();
+    void prepareSystemTap();
+    void chooseSessionMixRate();
+    void buildSinks(const std::string& outputPath);
+    void startCapture();
+    void startTranscription();
+    void stopCapture();
+    void finishRecordingFile();
+    void failStart(const std::string& code, const std::string& message);
+    void tearDownAfterFailedStart();
+    std::string nominalRateText(std::optional<AudioObjectID> device) const;
+
+    const Services services_;
+    const Log log_;
+    const EventEmitter events_;
+    const CapturePermissions permissions_;
+
+    std::shared_ptr<SystemAudioTapSession> systemTap_;
+    std::shared_ptr<MicrophonePCMEngine> micEngine_;
+    std::shared_ptr<TrackSink> trackSink_;
+    std::shared_ptr<MixedPCMFeedRouter> router_;
+    std::shared_ptr<SpeechRecognitionProvider> sttProvider_;
+    std::shared_ptr<SpeechRecognitionProvider> prewarmedSTTProvider_;
+    double sessionMixHz_ = 48000;
+    const std::shared_ptr<SerialQueue> tapIOQueue_;
+    AudioRecorderProgressState progressState_;
+    std::string outputPath_;
+};
+
+}  // namespace tapwell

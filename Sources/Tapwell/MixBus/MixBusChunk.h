@@ -1,0 +1,15 @@
+#pragma once
+
+#include "Platform/MediaTime.h"
+
+#include <vector>
+
+namespace tapwell {
+
+/// Consecutive mono samples at the mix rate and the time of the first one.
+struct MixBusChunk {
+    std::vector<float> samples;
+    MediaTime presentationTime;
+};
+
+}  // namespace tapwell

@@ -1,0 +1,210 @@
+#include "Tapwell/MixBus/MixedPCMFeedRouter.h"
+
+#include "Tapwell/Diagnostics/TextFormat.h"
+#include "Tapwell/MixBus/DualStreamMonoMixer.h"
+#include "Tapwell/MixBus/DualStreamStereoLRMixer.h"
+#include "Tapwell/Outputs/RecorderTime.h"
+
+#include <algorithm>
+#include <string>
+
+namespace tapwell {
+namespace {
+
+constexpr std::int64_t kMicProgressInterval = 250;
+
+std::unique_ptr<DualStreamMixer> makeMixer(RecorderUploadLayout layout, double rate,
+                                           StandardStreams& streams) {
+    if (layout == RecorderUploadLayout::stereoLR)
+        return std::make_unique<DualStreamStereoLRMixer>(rate, Log(streams, "stereo-lr"));
+    return std::make_unique<DualStreamMonoMixer>(rate, Log(streams, "mix"));
+}
+
+std::variant<MixedPCMSampleBuilder, StereoPCMSampleBuilder> makeBuilder(RecorderUploadLayout layout,
+                                                                        double rate) {
+    using Builder = std::variant<MixedPCMSampleBuilder, StereoPCMSampleBuilder>;
+    if (layout == RecorderUploadLayout::stereoLR)
+        return Builder(std::in_place_type<StereoPCMSampleBuilder>, rate);
+    return Builder(std::in_place_type<MixedPCMSampleBuilder>, rate);
+}
+
+}  // namespace
+
+std::shared_ptr<MixedPCMFeedRouter> MixedPCMFeedRouter::create(const Services& services,
+                                                               std::shared_ptr<TrackSink> sink,
+                                                               double mixBusSampleRateHz,
+                                                               RecorderUploadLayout uploadLayout) {
+    return std::shared_ptr<MixedPCMFeedRouter>(
+        new MixedPCMFeedRouter(services, std::move(sink), mixBusSampleRateHz, uploadLayout));
+}
+
+MixedPCMFeedRouter::MixedPCMFeedRouter(const Services& services, std::shared_ptr<TrackSink> sink,
+                                       double mixBusSampleRateHz, RecorderUploadLayout uploadLayout)
+    : uploadLayout_(uploadLayout),
+      mixBusSampleRateHz_(mixBusSampleRateHz),
+      cmPreferredTimescale_(preferredTimescale(mixBusSampleRateHz)),
+      clock_(services.clock),
+      log_(services.streams, "mic-debug"),
+      systemConverter_(mixBusSampleRateHz, services.converters,
+                       Log(services.streams, "pcm-mix-bus")),
+      micConverter_(mixBusSampleRateHz, services.converters, Log(services.streams, "pcm-mix-bus")),
+      systemClock_(services.clock),
+      sink_(std::move(sink)),
+      mixer_(makeMixer(uploadLayout, mixBusSampleRateHz, services.streams)),
+      sampleBuilder_(makeBuilder(uploadLayout, mixBusSampleRateHz)),
+      mixQueue_(services.queues.makeSerialQueue("Tapwell.MixedPCMFeedRouter.Mix",
+                                                QualityOfService::userInitiated)) {}
+
+void MixedPCMFeedRouter::setSttCallback(SttCallback callback) {
+    mixQueue_->async([weak = weak_from_this(), callback = std::move(callback)] {
+        if (const auto self = weak.lock()) self->sttCallback_ = callback;
+    });
+}
+
+void MixedPCMFeedRouter::handleSystem(const PcmBuffer& buffer, const AudioTimeStamp& stamp,
+                                      std::optional<double> aggregateRateHintHz) {
+    if (!captureStarted_.load()) return;
+    {
+        const std::lock_guard hold(statsLock_);
+        ++systemCallbacksTotal_;
+    }
+    if (systemPathResetPending_.exchange(false))
+        systemConverter_.resetConversionStateForRouteChange();
+    systemClock_.update(stamp);
+    const MediaTime time =
+        systemPresentationTime(buffer, stamp, systemClock_.hz(), aggregateRateHintHz);
+    const auto settled = systemClock_.settledHz();
+    MixBusChunk chunk;
+    try {
+        chunk = systemConverter_.convert(buffer, time, settled ? settled : aggregateRateHintHz);
+    } catch (const std::exception&) {
+        return;
+    }
+    if (!chunk.samples.empty()) handToMixQueue(Source::system, std::move(chunk));
+}
+
+MediaTime MixedPCMFeedRouter::systemPresentationTime(
+    const PcmBuffer& buffer, const AudioTimeStamp& stamp, std::optional<double> clockHz,
+    std::optional<double> aggregateRateHintHz) const {
+    if (stamp.hasHostTime())
+        return MediaTime::fromSeconds(clock_.hostSeconds(stamp.hostTime), cmPreferredTimescale_);
+    if (!stamp.hasSampleTime()) return MediaTime::invalid();
+    double rate = buffer.format().sampleRate();
+    if (clockHz)
+        rate = *clockHz;
+    else if (aggregateRateHintHz)
+        rate = *aggregateRateHintHz;
+    return MediaTime::fromSeconds(stamp.sampleTime / std::max(rate, 1.0), cmPreferredTimescale_);
+}
+
+void MixedPCMFeedRouter::handleMicrophone(const PcmBuffer& buffer, const AudioTime& when) {
+    const auto callbacks = countMicrophoneCallback();
+    if (!callbacks) return;
+    if (*callbacks == 1 || *callbacks % kMicProgressInterval == 0)
+        log_.line("mic callback " + std::to_string(*callbacks) + ": " +
+                  std::to_string(buffer.frameLength()) + " frames");
+    if (buffer.frameLength() == 0) {
+        const std::lock_guard hold(statsLock_);
+        ++micCallbacksInvalid_;
+        return;
+    }
+    if (micPathResetPending_.exchange(false)) micConverter_.resetConversionStateForRouteChange();
+    const MediaTime time = RecorderTime::cm(when, cmPreferredTimescale_, clock_);
+    MixBusChunk chunk;
+    try {
+        chunk = micConverter_.convert(buffer, time, std::nullopt);
+    } catch (const std::exception& error) {
+        logMicConvertFailureOnce(std::string("mic convert failed: ") + error.what());
+        return;
+    }
+    if (chunk.samples.empty()) {
+        if (!micConverter_.isFilling())
+            logMicConvertFailureOnce("mic convert produced 0 float samples");
+        return;
+    }
+    handToMixQueue(Source::microphone, std::move(chunk));
+}
+
+/// The number of this callback, or nothing when capture has not started.
+std::optional<std::int64_t> MixedPCMFeedRouter::countMicrophoneCallback() {
+    const std::lock_guard hold(statsLock_);
+    if (!captureStarted_.load()) {
+        ++micCallbacksDroppedBeforeStart_;
+        return std::nullopt;
+    }
+    return ++micCallbacksTotal_;
+}
+
+void MixedPCMFeedRouter::logMicConvertFailureOnce(const std::string& message) {
+    {
+        const std::lock_guard hold(diagLock_);
+        if (loggedMicConvertFailure_) return;
+        loggedMicConvertFailure_ = true;
+    }
+    log_.line(message);
+}
+
+void MixedPCMFeedRouter::handToMixQueue(Source source, MixBusChunk chunk) {
+    mixQueue_->async([weak = weak_from_this(), source, chunk = std::move(chunk)] {
+        if (const auto self = weak.lock()) self->pushAndDrain(source, chunk);
+    });
+}
+
+void MixedPCMFeedRouter::pushAndDrain(Source source, const MixBusChunk& chunk) {
+    if (source == Source::system)
+        mixer_->pushSystem(chunk.presentationTime, chunk.samples);
+    else
+        mixer_->pushMicrophone(chunk.presentationTime, chunk.samples);
+    mixer_->drain(
+        [this](MediaTime time, const std::vector<float>& frame) { emitFrame(time, frame); });
+}
+
+void MixedPCMFeedRouter::emitFrame(MediaTime presentationTime, const std::vector<float>& frame) {
+    try {
+        sink_->append(buildSampleBuffer(presentationTime, frame));
+    } catch (const std::exception& error) {
+        log_.line(std::string("dropped a mixed frame: ") + error.what());
+    }
+    if (sttCallback_ && uploadLayout_ == RecorderUploadLayout::monoMix)
+        sttCallback_(frame, presentationTime);
+}
+
+SampleBuffer MixedPCMFeedRouter::buildSampleBuffer(MediaTime presentationTime,
+                                                   const std::vector<float>& frame) {
+    return std::visit(
+        [&](auto& builder) { return builder.makeSampleBuffer(frame, presentationTime); },
+        sampleBuilder_);
+}
+
+void MixedPCMFeedRouter::flushMixedTail() {
+    const MixBusChunk systemTail = systemConverter_.finish();
+    const MixBusChunk micTail = micConverter_.finish();
+    mixQueue_->sync([&] {
+        pushAndDrain(Source::system, systemTail);
+        pushAndDrain(Source::microphone, micTail);
+        mixer_->flushTail(
+            [this](MediaTime time, const std::vector<float>& frame) { emitFrame(time, frame); });
+    });
+}
+
+void MixedPCMFeedRouter::logDiagnosticsAfterStopCapture() {
+    std::string line = std::string("after stop: layout=") + layoutName(uploadLayout_);
+    {
+        const std::lock_guard hold(statsLock_);
+        line += " mic callbacks=" + std::to_string(micCallbacksTotal_) +
+                " droppedBeforeCaptureStarted=" + std::to_string(micCallbacksDroppedBeforeStart_) +
+                " invalid=" + std::to_string(micCallbacksInvalid_) +
+                "; system callbacks=" + std::to_string(systemCallbacksTotal_);
+    }
+    bool hasAnyMicSample = false;
+    mixQueue_->sync([&] { hasAnyMicSample = mixer_->hasAnyMicSample(); });
+    log_.line(line + "; mixer.hasAnyMicSample=" + boolText(hasAnyMicSample) +
+              "; mixBusHz=" + shortestText(mixBusSampleRateHz_));
+    if (!sink_) return;
+    log_.line("mixed TrackSink before finishWriting: appendedBuffers=" +
+              std::to_string(sink_->appendedBufferCount()) +
+              " appendFailures=" + std::to_string(sink_->appendFailureCount()) + " hadAnySample=" +
+              boolText(sink_->hadAnySample()) + " bytes=" + std::to_string(sink_->bytesWritten()));
+}
+
+}  // namespace tapwell

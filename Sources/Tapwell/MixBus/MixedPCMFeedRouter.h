@@ -1,0 +1,122 @@
+#pragma once
+
+#include "Platform/AudioTime.h"
+#include "Platform/AudioTimeStamp.h"
+#include "Platform/Clock.h"
+#include "Platform/PcmBuffer.h"
+#include "Platform/QueueFactory.h"
+#include "Platform/SampleRateConverter.h"
+#include "Tapwell/Configuration/RecorderUploadLayout.h"
+#include "Tapwell/Diagnostics/Log.h"
+#include "Tapwell/MixBus/DualStreamMixer.h"
+#include "Tapwell/MixBus/PCMToMixBusConverter.h"
+#include "Tapwell/MixBus/SystemClockEstimate.h"
+#include "Tapwell/Outputs/MixedPCMSampleBuilder.h"
+#include "Tapwell/Outputs/StereoPCMSampleBuilder.h"
+#include "Tapwell/Outputs/TrackSink.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <variant>
+
+namespace tapwell {
+
+/// Joins capture to outputs: converts every buffer of both streams on its capture queue, and on one
+/// serial queue mixes them, wraps the frames and appends them to the sink.
+///
+/// Owned through a shared pointer; buffers on their way when the last owner lets go are dropped.
+class MixedPCMFeedRouter : public std::enable_shared_from_this<MixedPCMFeedRouter> {
+public:
+    /// Gets the mono samples of each frame and their time, on the mix queue.
+    using SttCallback = std::function<void(std::span<const float> samples, MediaTime time)>;
+
+    struct Services {
+        QueueFactory& queues;
+        Clock& clock;
+        SampleRateConverterFactory& converters;
+        StandardStreams& streams;
+    };
+
+    /// `mixBusSampleRateHz`: the session's mix rate. Throws RecorderError for a rate that the
+    /// converters refuse.
+    static std::shared_ptr<MixedPCMFeedRouter> create(const Services& services,
+                                                      std::shared_ptr<TrackSink> sink,
+                                                      double mixBusSampleRateHz,
+                                                      RecorderUploadLayout uploadLayout);
+
+    /// Until this is set, buffers are dropped; the microphone's are counted.
+    void setCaptureStarted(bool started) { captureStarted_.store(started); }
+    /// Takes effect with the next frame; an empty callback ends the feed.
+    void setSttCallback(SttCallback callback);
+
+    /// A buffer of the system tap, valid during the call; on the tap's queue.
+    /// `aggregateRateHintHz`: the rate that the device reports, when known.
+    void handleSystem(const PcmBuffer& buffer, const AudioTimeStamp& stamp,
+                      std::optional<double> aggregateRateHintHz);
+
+    /// A buffer of the microphone, valid during the call; on the microphone's queue.
+    void handleMicrophone(const PcmBuffer& buffer, const AudioTime& when);
+
+    /// The device of that stream changed: its conversion starts afresh with the next buffer. Any
+    /// thread.
+    void resetSystemPathForRouteChange() { systemPathResetPending_.store(true); }
+    void resetMicrophonePathForRouteChange() { micPathResetPending_.store(true); }
+
+    /// At stop: every sample that was handed over, and what the filters still hold, reaches the
+    /// sink before this returns. Both capture queues must have come to rest.
+    void flushMixedTail();
+
+    /// Writes the counters to the log.
+    void logDiagnosticsAfterStopCapture();
+
+private:
+    enum class Source { system, microphone };
+
+    MixedPCMFeedRouter(const Services& services, std::shared_ptr<TrackSink> sink,
+                       double mixBusSampleRateHz, RecorderUploadLayout uploadLayout);
+
+    MediaTime systemPresentationTime(const PcmBuffer& buffer, const AudioTimeStamp& stamp,
+                                     std::optional<double> clockHz,
+                                     std::optional<double> aggregateRateHintHz) const;
+    std::optional<std::int64_t> countMicrophoneCallback();
+    void logMicConvertFailureOnce(const std::string& message);
+    void handToMixQueue(Source source, MixBusChunk chunk);
+    void pushAndDrain(Source source, const MixBusChunk& chunk);
+    void emitFrame(MediaTime presentationTime, const std::vector<float>& frame);
+    SampleBuffer buildSampleBuffer(MediaTime presentationTime, const std::vector<float>& frame);
+
+    const RecorderUploadLayout uploadLayout_;
+    const double mixBusSampleRateHz_;
+    const std::int32_t cmPreferredTimescale_;
+    const Clock& clock_;
+    const Log log_;
+    PCMToMixBusConverter systemConverter_;  ///< of the tap's queue
+    PCMToMixBusConverter micConverter_;     ///< of the microphone's queue
+    SystemClockEstimate systemClock_;
+    const std::shared_ptr<TrackSink> sink_;
+    std::atomic<bool> captureStarted_{false};
+    std::atomic<bool> systemPathResetPending_{false};
+    std::atomic<bool> micPathResetPending_{false};
+
+    // Of the mix queue alone.
+    SttCallback sttCallback_;
+    const std::unique_ptr<DualStreamMixer> mixer_;
+    std::variant<MixedPCMSampleBuilder, StereoPCMSampleBuilder> sampleBuilder_;
+
+    std::mutex statsLock_;
+    std::int64_t micCallbacksTotal_ = 0;
+    std::int64_t micCallbacksDroppedBeforeStart_ = 0;
+    std::int64_t micCallbacksInvalid_ = 0;
+    std::int64_t systemCallbacksTotal_ = 0;
+
+    std::mutex diagLock_;
+    bool loggedMicConvertFailure_ = false;
+
+    const std::shared_ptr<SerialQueue> mixQueue_;
+};
+
+}  // namespace tapwell
