@@ -29,6 +29,13 @@ public:
     /// order of positions, none of which has been read past.
     void changeStepAt(double position, double step);
 
+    /// Input position of the next output, and the distance to the one after it.
+    double position() const {
+        return static_cast<double>(discarded_) + static_cast<double>(index_) -
+               static_cast<double>(kHalfWidth) + fraction_;
+    }
+    double step() const { return step_; }
+
     /// No more input: what follows counts as silence, and outputs end at the last input's end.
     void finish();
 

@@ -24,6 +24,8 @@ public:
     OutputStatus convert(PcmBuffer& output, const InputBlock& input,
                          std::string& outError) override;
     bool adjustSourceSampleRate(double sampleRate) override;
+    double heldBackFrames() const override;
+    double maximumHeldBackFrames() const override;
     OutputStatus finish(PcmBuffer& output, std::string& outError) override;
 
 private:

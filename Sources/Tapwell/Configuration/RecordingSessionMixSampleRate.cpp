@@ -52,19 +52,20 @@ double RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
         return pickNearestStandard(aggregateRate.value_or(tapRate));
 
     const AudioObjectID device = *defaultOutputDeviceID;
-    std::optional<double> deviceRate = recorderNominalSampleRate(hardware, device);
-    if (deviceRate && !isUsable(*deviceRate)) deviceRate.reset();
+    // 0: unknown.
+    const double readRate = recorderNominalSampleRate(hardware, device).value_or(0);
+    const double deviceRate = isUsable(readRate) ? readRate : 0;
 
     double candidate = tapRate;
     if (aggregateRate && std::abs(*aggregateRate - tapRate) > 0.5)
         candidate = *aggregateRate;
-    else if (deviceRate && *deviceRate < tapRate)
-        candidate = *deviceRate;
+    else if (deviceRate > 0 && deviceRate < tapRate)
+        candidate = deviceRate;
 
     if (isBluetooth(hardware, device)) return bluetoothRate(candidate);
     if (candidate >= 44000) return kDefaultRateHz;
     if (candidate < 22000)
-        return pickNearestStandard(std::max(candidate, deviceRate.value_or(tapRate)));
+        return pickNearestStandard(std::max(candidate, deviceRate > 0 ? deviceRate : tapRate));
     return pickNearestStandard(candidate);
 }
 

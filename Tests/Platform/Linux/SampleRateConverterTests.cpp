@@ -160,12 +160,12 @@ TEST_P(RatePairTest, KeepsATonePureInLevelAndInTime) {
 TEST_P(RatePairTest, GivesTheSameSamplesHoweverTheStreamIsCut) {
     const auto& [source, target, tones] = GetParam();
     std::mt19937 random(7);
-    Samples input(static_cast<std::size_t>(source));
+    Samples input(static_cast<std::size_t>(source / 2));
     std::uniform_real_distribution<float> noise(-1, 1);
     for (float& sample : input)
         sample = noise(random);
     const Samples whole = convertWhole(monoFloat(source), target, input);
-    for (const std::size_t size : {1, 64, 480, 1024, 4096}) {
+    for (const std::size_t size : {1u, 64u, 480u, 1024u, 4096u}) {
         Stream stream(monoFloat(source), target);
         pushInPieces(stream, input, [size] { return size; });
         EXPECT_EQ(stream.output, whole) << size;
@@ -191,18 +191,18 @@ INSTANTIATE_TEST_SUITE_P(SampleRateConverter, RatePairTest,
                                     std::to_string(static_cast<int>(tested.param.target));
                          });
 
-TEST(SampleRateConverter, CountsOutputExactlyOverHalfAnHour) {
+TEST(SampleRateConverter, CountsOutputExactlyOverMinutes) {
     for (const double source : {44100.0, 47999.6}) {
         Stream stream(monoFloat(source));
         const Samples second(48000, 0.25f);
         std::size_t count = 0;
-        for (int i = 0; i < 1800; ++i) {
+        for (int i = 0; i < 600; ++i) {
             stream.push(second);
             count += std::exchange(stream.output, {}).size();
         }
         stream.finish();
         count += stream.output.size();
-        EXPECT_NEAR(static_cast<double>(count), 1800 * 48000.0 * 48000 / source, 1.0);
+        EXPECT_NEAR(static_cast<double>(count), 600 * 48000.0 * 48000 / source, 1.0);
     }
 }
 
@@ -549,7 +549,7 @@ TEST(SampleRateConverter, ChangingRatesGiveTheSameSamplesHoweverTheStreamIsCut) 
              frame += 1 + random() % 5000)
             changes.push_back({frame, nominal * deviation(random)});
         std::optional<Samples> first;
-        for (const std::size_t largestPiece : {50000, 5000, 300}) {
+        for (const std::size_t largestPiece : {50000u, 5000u, 300u}) {
             Stream stream(monoFloat(nominal));
             stream.outputCapacity = [&] { return 1 + static_cast<std::uint32_t>(random() % 5000); };
             const Samples output = convertWithChanges(stream, input, changes,
@@ -562,7 +562,7 @@ TEST(SampleRateConverter, ChangingRatesGiveTheSameSamplesHoweverTheStreamIsCut) 
 
 TEST(SampleRateConverter, AShortOrEmptyStreamFinishes) {
     for (const double source : {48000.0, 44100.0, 16000.0}) {
-        for (const std::size_t frames : {0, 1, 2, 100}) {
+        for (const std::size_t frames : {0u, 1u, 2u, 100u}) {
             const Samples output = convertWhole(monoFloat(source), 48000, Samples(frames, 0.5f));
             EXPECT_NEAR(static_cast<double>(output.size()),
                         static_cast<double>(frames) * 48000 / source, 1.0);

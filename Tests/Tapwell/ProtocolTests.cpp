@@ -1,0 +1,115 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Platform/Simulated/SimulatedStandardStreams.h"
+#include "Tapwell/Protocol/CommandLine.h"
+#include "Tapwell/Protocol/EventEmitter.h"
+
+namespace tapwell {
+namespace {
+
+struct Events : testing::Test {
+    SimulatedStandardStreams streams;
+    EventEmitter events{streams};
+};
+
+TEST_F(Events, EverySlashIsEscaped) {
+    events.emitEvent(StartedEvent{"/a/b c/upload_audio.m4a"});
+    EXPECT_EQ(streams.output(),
+              "{\"event\":\"started\",\"outputPath\":\"\\/a\\/b c\\/upload_audio.m4a\"}\n");
+}
+
+TEST_F(Events, MembersComeInTheirOrder) {
+    events.emitEvent(StatusEvent{"idle"});
+    events.emitEvent(FinalizedEvent{"x", 12, 34});
+    events.emitEvent(PermissionsEvent{"granted", "not-determined"});
+    events.emitEvent(ErrorEvent{"CODE", "text"});
+    EXPECT_EQ(streams.output(),
+              "{\"event\":\"status\",\"state\":\"idle\"}\n"
+              "{\"event\":\"finalized\",\"outputPath\":\"x\",\"bytes\":12,\"durationMs\":34}\n"
+              "{\"event\":\"permissions\",\"microphone\":\"granted\",\"systemAudio\":"
+              "\"not-determined\"}\n"
+              "{\"event\":\"error\",\"code\":\"CODE\",\"message\":\"text\"}\n");
+}
+
+TEST_F(Events, AnEmptyRecordingHasIntegerZeros) {
+    events.emitEvent(FinalizedEvent{"x", 0, 0});
+    EXPECT_EQ(streams.output(),
+              "{\"event\":\"finalized\",\"outputPath\":\"x\",\"bytes\":0,\"durationMs\":0}\n");
+}
+
+TEST_F(Events, ATranscriptWithoutASpeakerHasThreeKeys) {
+    events.emitEvent(TranscriptEvent{"hello", false, std::nullopt});
+    events.emitEvent(TranscriptEvent{"hello", true, "You"});
+    EXPECT_EQ(streams.output(),
+              "{\"event\":\"transcript\",\"text\":\"hello\",\"isFinal\":false}\n"
+              "{\"event\":\"transcript\",\"text\":\"hello\",\"isFinal\":true,\"speaker\":"
+              "\"You\"}\n");
+}
+
+TEST_F(Events, ControlCharactersAreEscapedAndOtherTextIsUtf8) {
+    events.emitEvent(StartedEvent{"a\"b\\c\n\t\x01\x1f\u00e4\u65e5\U0001F3A4"});
+    EXPECT_EQ(streams.output(),
+              "{\"event\":\"started\",\"outputPath\":\"a\\\"b\\\\c\\n\\t\\u0001\\u001f"
+              "\u00e4\u65e5\U0001F3A4\"}\n");
+}
+
+TEST_F(Events, TextThatIsNoUtf8DropsTheEvent) {
+    events.emitEvent(StartedEvent{"\xff\xfe"});
+    EXPECT_EQ(streams.output(), "");
+    events.emitEvent(StatusEvent{"idle"});
+    EXPECT_EQ(streams.outputLines().size(), 1U);
+}
+
+TEST(CommandLine, ReadsTheTwoMembers) {
+    const auto command = parseCommand(R"({"cmd":"start","outputPath":"\/a\/\u00e4"})");
+    ASSERT_TRUE(command);
+    EXPECT_EQ(command->cmd, "start");
+    EXPECT_EQ(command->outputPath, "/a/\u00e4");
+}
+
+TEST(CommandLine, WhiteSpaceAroundIsAccepted) {
+    for (const char* line : {"  {\"cmd\":\"x\"}  ", "\t{ \"cmd\" : \"x\" }\r", "\u00A0{\"cmd\":\"x\"}\u3000"})
+        EXPECT_TRUE(parseCommand(line)) << line;
+}
+
+TEST(CommandLine, WhatIsNoCommandIsIgnored) {
+    for (const char* line :
+         {"", "   ", "hello", "[]", "[{\"cmd\":\"x\"}]", "{}", "{\"cmd\":5}", "{\"cmd\":null}",
+          "{\"cmd\":[\"stop\"]}", "{\"cmd\":{\"cmd\":\"stop\"}}", "{\"cmd\":\"x\"", "{\"cmd\":\"x\"} y",
+          "{\"CMD\":\"x\"}", "\"cmd\"", "{'cmd':'x'}", "{\"cmd\":\"\xff\"}", "{\"cmd\":\"x\",}",
+          "{\"a\":{\"cmd\":\"x\"}}", "nul", "{\"cmd\":\"x\"}{\"cmd\":\"y\"}"})
+        EXPECT_FALSE(parseCommand(line)) << line;
+}
+
+TEST(CommandLine, NulBytesMakeALineUnreadable) {
+    EXPECT_FALSE(parseCommand(std::string_view("{\"cmd\":\0\"x\"}", 12)));
+    EXPECT_FALSE(parseCommand(std::string_view("\0{\"cmd\":\"x\"}", 12)));
+}
+
+TEST(CommandLine, OtherMembersAndWrongTypesCountAsAbsent) {
+    const auto command =
+        parseCommand(R"({"x":[1,{"cmd":"no"}],"outputPath":7,"cmd":"start","y":1.5e3,"z":true})");
+    ASSERT_TRUE(command);
+    EXPECT_EQ(command->cmd, "start");
+    EXPECT_FALSE(command->outputPath);
+}
+
+TEST(CommandLine, TheLastOfDuplicateMembersCounts) {
+    EXPECT_EQ(parseCommand(R"({"cmd":"a","cmd":"b"})")->cmd, "b");
+    EXPECT_FALSE(parseCommand(R"({"cmd":"a","cmd":1})"));
+}
+
+TEST(CommandLine, DeepNestingIsRefusedWithoutHarm) {
+    const std::string open(5'000'000, '[');
+    EXPECT_FALSE(parseCommand(open));
+    const std::string deep = "{\"x\":" + std::string(600, '[') + std::string(600, ']') +
+                             ",\"cmd\":\"status\"}";
+    EXPECT_FALSE(parseCommand(deep));
+    const std::string fair = "{\"x\":" + std::string(400, '[') + std::string(400, ']') +
+                             ",\"cmd\":\"status\"}";
+    EXPECT_TRUE(parseCommand(fair));
+}
+
+}  // namespace
+}  // namespace tapwell
