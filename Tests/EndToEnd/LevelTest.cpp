@@ -1,5 +1,5 @@
 #include "EndToEnd/RecordingTest.h"
-#include "Support/ToneFit.h"
+#include "Support/MultiToneFit.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -42,7 +42,7 @@ TEST_F(LevelTest, MixesHalfTheSpeakerWithThreeTimesTheMicrophone) {
     ASSERT_GT(audio.decodedSeconds(), 4.8);
 
     const std::array<double, 2> frequencies{1000, 440};
-    const ToneFit fit = ToneFit::of(middle(audio), audio.sampleRate, frequencies);
+    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
     EXPECT_NEAR(decibels(fit.amplitudes[0] / 0.25), 0, toleranceDecibels);
     EXPECT_NEAR(decibels(fit.amplitudes[1] / 0.15), 0, toleranceDecibels);
 }
@@ -60,7 +60,7 @@ TEST_F(LevelTest, LimitsTheMicrophoneToHalfOfFullScale) {
     const double clippedFundamental =
         2 / std::numbers::pi * (3 * std::asin(1.0 / 3) + std::sqrt(1 - 1.0 / 9));
     const std::array<double, 1> frequencies{440};
-    const ToneFit fit = ToneFit::of(middle(audio), audio.sampleRate, frequencies);
+    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
     EXPECT_NEAR(decibels(fit.amplitudes[0] / (0.5 * clippedFundamental)), 0, toleranceDecibels);
     EXPECT_LT(std::abs(*std::max_element(
                   middle(audio).begin(), middle(audio).end(),
@@ -78,7 +78,7 @@ TEST_F(LevelTest, PassesTheSpeakerAloneAtFullGainWhileTheMicrophoneDeliversNothi
     ASSERT_GT(audio.decodedSeconds(), 2.5);
 
     const std::array<double, 2> frequencies{1000, 440};
-    const ToneFit fit = ToneFit::of(middle(audio), audio.sampleRate, frequencies);
+    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
     EXPECT_NEAR(decibels(fit.amplitudes[0] / 0.5), 0, toleranceDecibels);
     EXPECT_LT(fit.amplitudes[1], 0.001);
 }
@@ -91,7 +91,7 @@ TEST_F(LevelTest, RecordsTheMicrophoneWhileNothingIsPlayed) {
     ASSERT_GT(audio.decodedSeconds(), 1.8);
 
     const std::array<double, 1> frequencies{440};
-    const ToneFit fit = ToneFit::of(middle(audio), audio.sampleRate, frequencies);
+    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
     EXPECT_NEAR(decibels(fit.amplitudes[0] / 0.15), 0, toleranceDecibels);
 }
 

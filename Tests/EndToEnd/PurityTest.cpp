@@ -1,5 +1,5 @@
 #include "EndToEnd/RecordingTest.h"
-#include "Support/ToneFit.h"
+#include "Support/MultiToneFit.h"
 
 #include <gtest/gtest.h>
 
