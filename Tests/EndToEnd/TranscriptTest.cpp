@@ -1,12 +1,12 @@
+#include "Support/TapwellProcess.h"
+#include "Support/Transcript.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
-
-#include "Support/TapwellProcess.h"
-#include "Support/Transcript.h"
 
 namespace tapwell::test {
 namespace {
@@ -44,8 +44,12 @@ TEST_P(TranscriptTest, HoldsToTheByte) {
     for (const Transcript::Step& step : Transcript::ofFile(GetParam()).steps) {
         SCOPED_TRACE(GetParam().filename().string() + ":" + std::to_string(step.lineNumber));
         switch (step.action) {
-            case Transcript::Action::write: EXPECT_TRUE(tapwell_.write(step.bytes)); break;
-            case Transcript::Action::closeInput: tapwell_.closeInput(); break;
+            case Transcript::Action::write:
+                EXPECT_TRUE(tapwell_.write(step.bytes));
+                break;
+            case Transcript::Action::closeInput:
+                tapwell_.closeInput();
+                break;
             case Transcript::Action::expectLine: {
                 const std::optional<std::string> line = tapwell_.nextLine();
                 ASSERT_TRUE(line.has_value()) << "no line came; log:\n"

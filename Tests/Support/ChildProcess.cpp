@@ -122,8 +122,10 @@ ChildProcess::~ChildProcess() {
     }
 }
 
-ChildProcess::Output ChildProcess::run(const std::vector<std::string>& arguments) {
-    ChildProcess process(arguments);
+ChildProcess::Output ChildProcess::run(
+    const std::vector<std::string>& arguments,
+    const std::map<std::string, std::optional<std::string>>& environment) {
+    ChildProcess process(arguments, environment);
     process.closeInput();
     const auto deadline = std::chrono::steady_clock::now() + 60s;
     process.output_->waitForEnd(deadline);

@@ -43,7 +43,8 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     /// Runs a program to its end with an empty standard input.
-    static Output run(const std::vector<std::string>& arguments);
+    static Output run(const std::vector<std::string>& arguments,
+                      const std::map<std::string, std::optional<std::string>>& environment = {});
 
     pid_t pid() const { return pid_; }
 

@@ -29,9 +29,8 @@ std::optional<std::string> TapwellProcess::nextLine(std::chrono::milliseconds ti
 
 json TapwellProcess::nextEvent(std::chrono::milliseconds timeLimit) {
     const std::optional<std::string> line = nextLine(timeLimit);
-    if (!line) return nullptr;
-    json event = json::parse(*line, nullptr, false);
-    return event.is_discarded() ? json(nullptr) : event;
+    json event = json::parse(line.value_or(""), nullptr, false);
+    return event.is_object() ? event : json::object();
 }
 
 json TapwellProcess::start(const std::filesystem::path& outputPath) {
@@ -49,7 +48,7 @@ std::vector<json> TapwellProcess::eventsUntilStatus() {
     std::vector<json> events;
     for (;;) {
         events.push_back(nextEvent());
-        if (events.back().is_null() || events.back().value("event", "") == "status") return events;
+        if (events.back().empty() || events.back().value("event", "") == "status") return events;
     }
 }
 

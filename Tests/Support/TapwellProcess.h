@@ -32,7 +32,7 @@ public:
     /// The next line of standard output; absent when none came in time.
     std::optional<std::string> nextLine(std::chrono::milliseconds timeLimit = patience);
 
-    /// The next event; null when none came in time or the line is not JSON.
+    /// The next event; empty when none came in time or the line is not a JSON object.
     nlohmann::json nextEvent(std::chrono::milliseconds timeLimit = patience);
 
     /// Starts a recording and waits until it runs; the answer, which is `started` when all is

@@ -78,7 +78,7 @@ std::vector<double> ToneBurst::find(std::span<const float> samples, double sampl
 
     const auto reach = static_cast<std::size_t>(durationSeconds * sampleRate);
     for (std::size_t centre = 1; centre + 1 < strengths.size(); ++centre) {
-        if (strengths[centre] < strongest / 2) continue;
+        if (strengths[centre] < strongest / 3) continue;
         const std::size_t first = centre - std::min(reach, centre);
         const std::size_t last = std::min(centre + reach, strengths.size() - 1);
         const auto top =

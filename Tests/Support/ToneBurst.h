@@ -15,7 +15,8 @@ struct ToneBurst {
     void addTo(std::span<float> samples, double sampleRate, double seconds, double peak) const;
 
     /// The middles of all bursts in the samples, in seconds, in order. A burst counts when it is
-    /// at least half as strong as the strongest, and that one when it has a peak of at least 0.02.
+    /// at least a third as strong as the strongest, and that one when it has a peak of at least
+    /// 0.02.
     std::vector<double> find(std::span<const float> samples, double sampleRate) const;
 };
 

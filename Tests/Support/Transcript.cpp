@@ -17,16 +17,25 @@ std::string unescaped(std::string_view text) {
             continue;
         }
         switch (text.at(++index)) {
-            case 'n': bytes += '\n'; break;
-            case 'r': bytes += '\r'; break;
-            case 't': bytes += '\t'; break;
-            case '\\': bytes += '\\'; break;
+            case 'n':
+                bytes += '\n';
+                break;
+            case 'r':
+                bytes += '\r';
+                break;
+            case 't':
+                bytes += '\t';
+                break;
+            case '\\':
+                bytes += '\\';
+                break;
             case 'x':
                 bytes += static_cast<char>(
                     std::stoi(std::string(text.substr(index + 1, 2)), nullptr, 16));
                 index += 2;
                 break;
-            default: throw std::runtime_error("unknown escape");
+            default:
+                throw std::runtime_error("unknown escape");
         }
     }
     return bytes;
@@ -35,7 +44,8 @@ std::string unescaped(std::string_view text) {
 std::string repeated(std::string_view bytes, std::size_t count) {
     std::string result;
     result.reserve(bytes.size() * count);
-    for (std::size_t index = 0; index < count; ++index) result += bytes;
+    for (std::size_t index = 0; index < count; ++index)
+        result += bytes;
     return result;
 }
 

@@ -1,4 +1,4 @@
-#include "Support/ToneFit.h"
+#include "Support/MultiToneFit.h"
 
 #include <cmath>
 #include <numbers>
@@ -30,26 +30,26 @@ std::vector<double> solve(std::vector<std::vector<double>> matrix, std::vector<d
 }
 
 /// The constant, and cosine and sine of each frequency, at one sample.
-std::vector<double> basis(std::size_t index, double sampleRate,
-                          std::span<const double> frequenciesHz) {
-    std::vector<double> values{1.0};
+void fillBasis(std::vector<double>& values, std::size_t index, double sampleRate,
+               std::span<const double> frequenciesHz) {
+    values.assign(1, 1.0);
     for (const double frequency : frequenciesHz) {
         const double angle = 2 * pi * frequency * static_cast<double>(index) / sampleRate;
         values.push_back(std::cos(angle));
         values.push_back(std::sin(angle));
     }
-    return values;
 }
 
 }  // namespace
 
-ToneFit ToneFit::of(std::span<const float> samples, double sampleRate,
-                    std::span<const double> frequenciesHz) {
+MultiToneFit MultiToneFit::of(std::span<const float> samples, double sampleRate,
+                              std::span<const double> frequenciesHz) {
     const std::size_t size = 1 + 2 * frequenciesHz.size();
     std::vector<std::vector<double>> matrix(size, std::vector<double>(size, 0.0));
     std::vector<double> right(size, 0.0);
+    std::vector<double> values;
     for (std::size_t index = 0; index < samples.size(); ++index) {
-        const std::vector<double> values = basis(index, sampleRate, frequenciesHz);
+        fillBasis(values, index, sampleRate, frequenciesHz);
         for (std::size_t row = 0; row < size; ++row) {
             right[row] += values[row] * static_cast<double>(samples[index]);
             for (std::size_t column = 0; column < size; ++column) {
@@ -59,7 +59,7 @@ ToneFit ToneFit::of(std::span<const float> samples, double sampleRate,
     }
     const std::vector<double> weights = solve(matrix, right);
 
-    ToneFit fit;
+    MultiToneFit fit;
     for (std::size_t tone = 0; tone < frequenciesHz.size(); ++tone) {
         const double cosine = weights[1 + 2 * tone];
         const double sine = weights[2 + 2 * tone];
@@ -68,7 +68,7 @@ ToneFit ToneFit::of(std::span<const float> samples, double sampleRate,
     }
     double squares = 0;
     for (std::size_t index = 0; index < samples.size(); ++index) {
-        const std::vector<double> values = basis(index, sampleRate, frequenciesHz);
+        fillBasis(values, index, sampleRate, frequenciesHz);
         double rest = static_cast<double>(samples[index]);
         for (std::size_t row = 0; row < size; ++row)
             rest -= weights[row] * values[row];
@@ -86,8 +86,8 @@ double measuredFrequencyHz(std::span<const float> samples, double sampleRate, do
     std::size_t steps = 0;
     double previousPhase = 0;
     for (std::size_t first = 0; first + window <= samples.size(); first += window) {
-        const ToneFit fit =
-            ToneFit::of(samples.subspan(first, window), sampleRate, std::span(&guessHz, 1));
+        const MultiToneFit fit =
+            MultiToneFit::of(samples.subspan(first, window), sampleRate, std::span(&guessHz, 1));
         const double phase = fit.phasesRadians[0];
         if (first > 0) {
             drift += std::remainder(phase - previousPhase - expectedAdvance, 2 * pi);
@@ -102,9 +102,9 @@ std::vector<double> windowResiduals(std::span<const float> samples, double sampl
                                     double frequencyHz, std::size_t windowSize) {
     std::vector<double> residuals;
     for (std::size_t first = 0; first + windowSize <= samples.size(); first += windowSize) {
-        residuals.push_back(
-            ToneFit::of(samples.subspan(first, windowSize), sampleRate, std::span(&frequencyHz, 1))
-                .residualRms);
+        residuals.push_back(MultiToneFit::of(samples.subspan(first, windowSize), sampleRate,
+                                             std::span(&frequencyHz, 1))
+                                .residualRms);
     }
     return residuals;
 }

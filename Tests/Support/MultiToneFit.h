@@ -6,13 +6,13 @@
 namespace tapwell::test {
 
 /// Sines of known frequencies, and a constant, fitted to samples by least squares.
-struct ToneFit {
+struct MultiToneFit {
     std::vector<double> amplitudes;     ///< In the order of the frequencies.
     std::vector<double> phasesRadians;  ///< At the first sample.
     double residualRms = 0;             ///< What the tones leave unexplained.
 
-    static ToneFit of(std::span<const float> samples, double sampleRate,
-                      std::span<const double> frequenciesHz);
+    static MultiToneFit of(std::span<const float> samples, double sampleRate,
+                           std::span<const double> frequenciesHz);
 };
 
 /// The frequency of a steady tone near `guessHz`, from the advance of its phase along the samples.
