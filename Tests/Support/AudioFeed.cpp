@@ -35,8 +35,7 @@ AudioFeed AudioFeed::intoMicrophone(const std::string& microphone,
 
 AudioFeed AudioFeed::through(const std::vector<Link>& links, const std::filesystem::path& file) {
     static std::atomic<int> count{0};
-    const std::string name =
-        "feed-" + std::to_string(getpid()) + "-" + std::to_string(++count);
+    const std::string name = "feed-" + std::to_string(getpid()) + "-" + std::to_string(++count);
     AudioFeed feed({"pw-play", "--target", "0", "-P", "{ node.name=" + name + " }", file.string()});
     for (const auto& [port, destination] : links)
         link(name + ":" + port, destination);
@@ -44,7 +43,7 @@ AudioFeed AudioFeed::through(const std::vector<Link>& links, const std::filesyst
 }
 
 void AudioFeed::waitForEnd() {
-    if (!player_.wait(std::chrono::steady_clock::now() + 60s))
+    if (!player_->wait(std::chrono::steady_clock::now() + 60s))
         throw std::runtime_error("the player did not end");
 }
 

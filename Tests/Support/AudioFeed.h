@@ -3,6 +3,7 @@
 #include "Support/ChildProcess.h"
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,9 +32,10 @@ public:
     void waitForEnd();
 
 private:
-    AudioFeed(const std::vector<std::string>& player) : player_(player) {}
+    explicit AudioFeed(const std::vector<std::string>& player)
+        : player_(std::make_unique<ChildProcess>(player)) {}
 
-    ChildProcess player_;
+    std::unique_ptr<ChildProcess> player_;
 };
 
 }  // namespace tapwell::test

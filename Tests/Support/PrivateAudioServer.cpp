@@ -13,9 +13,9 @@ using namespace std::chrono_literals;
 constexpr auto kReplyLimit = 30s;
 
 std::vector<std::string> commandLine(const PrivateAudioServer::Options& options) {
-    std::vector<std::string> arguments{TAPWELL_PRIVATE_AUDIO_SERVER, "--commands", "--rate",
-                                       std::to_string(options.sampleRateHz), "--quantum",
-                                       std::to_string(options.quantumFrames)};
+    std::vector<std::string> arguments{
+        TAPWELL_PRIVATE_AUDIO_SERVER,         "--commands", "--rate",
+        std::to_string(options.sampleRateHz), "--quantum",  std::to_string(options.quantumFrames)};
     if (!options.hasMicrophones) arguments.emplace_back("--no-microphone");
     if (!options.hasSinks) arguments.emplace_back("--no-sink");
     if (!options.hasSessionManager) arguments.emplace_back("--no-session-manager");
