@@ -71,6 +71,8 @@ private:
 std::optional<Command> parseCommand(std::string_view line) {
     const std::string_view text = trimmed(line);
     if (text.empty()) return std::nullopt;
+    // The parser takes a NUL byte for the end of the text and would overlook what follows.
+    if (text.find('\0') != std::string_view::npos) return std::nullopt;
     CommandReader reader;
     if (!nlohmann::json::sax_parse(text.begin(), text.end(), &reader)) return std::nullopt;
     return reader.command();

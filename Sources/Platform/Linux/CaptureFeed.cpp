@@ -1,0 +1,59 @@
+#include "Platform/Linux/CaptureFeed.h"
+
+namespace tapwell {
+namespace {
+
+/// A graph may run in cycles this short; shorter ones only make the ring hold less.
+constexpr std::size_t kSmallestBufferFrames = 32;
+
+}  // namespace
+
+CaptureFeed::CaptureFeed(std::uint32_t channels, double sampleRate)
+    : channels_(channels),
+      timeline_(sampleRate),
+      ring_(channels, static_cast<std::size_t>(kRingSeconds * sampleRate), kSmallestBufferFrames) {}
+
+bool CaptureFeed::deliver(std::span<const float> samples, const CaptureCycle& cycle) {
+    const std::size_t frames = samples.size() / channels_;
+    graphRate_.store(cycle.rateDenominator, std::memory_order_relaxed);
+    const CaptureTimes times = timeline_.place(cycle, frames);
+    if (!ring_.push(samples, times)) {
+        // The queue has stalled and cannot tell; the loop's thread can.
+        return overrunFrames_.fetch_add(frames, std::memory_order_relaxed) == 0;
+    }
+    if (pushedSinceDrain_.fetch_add(1) > 0) return false;
+    isDrainRequested_.store(true);
+    return true;
+}
+
+bool CaptureFeed::takeDrainRequest() {
+    return isDrainRequested_.exchange(false);
+}
+
+bool CaptureFeed::takeOverrunReport() {
+    if (hasReportedOverrun_ || overrunFrames() == 0) return false;
+    hasReportedOverrun_ = true;
+    return true;
+}
+
+void CaptureFeed::drain(const AudioIOBlock& block) {
+    pushedSinceDrain_.exchange(0);
+    while (!isCancelled_.load()) {
+        const std::optional<CaptureRing::Slice> slice = ring_.front();
+        if (!slice) return;
+        AudioTimeStamp now;
+        now.hostTime = slice->times.cycleHostTime;
+        now.flags = AudioTimeStamp::kHostTimeValid;
+        AudioTimeStamp inputTime;
+        inputTime.hostTime = slice->times.firstHostTime;
+        inputTime.sampleTime = slice->times.firstSampleTime;
+        inputTime.flags = AudioTimeStamp::kHostTimeValid | AudioTimeStamp::kSampleTimeValid;
+        // The seam hands out writable memory because hardware does; here it is the ring's own.
+        const AudioBuffer buffer{channels_, static_cast<std::uint32_t>(slice->samples.size_bytes()),
+                                 const_cast<float*>(slice->samples.data())};
+        block(now, AudioBufferList(&buffer, 1), inputTime);
+        ring_.pop();
+    }
+}
+
+}  // namespace tapwell

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Platform/Linux/CaptureFeed.h"
+
+#include <pipewire/pipewire.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace tapwell {
+
+/// What is captured, and as what: interleaved 32-bit floats in the node's own channels, which the
+/// server then has no reason to mix.
+struct CaptureTarget {
+    std::uint64_t nodeSerial = 0;
+    bool isMonitor = false;  ///< what a sink plays, rather than what a source records
+    std::uint32_t sampleRate = 0;
+    std::vector<std::uint32_t> channelPositions;
+
+    std::uint32_t channelCount() const {
+        return static_cast<std::uint32_t>(channelPositions.size());
+    }
+};
+
+/// A capture stream on one node, which it never leaves: when the node goes, the stream falls
+/// silent. Made and destroyed with the loop's lock held; after the destructor no callback runs.
+class PipeWireCaptureStream {
+public:
+    /// `wake` is called by the real-time thread when the feed has a request for the loop's thread.
+    /// Captures nothing when the server refuses, which `isConnected` tells.
+    PipeWireCaptureStream(pw_core* core, const CaptureTarget& target,
+                          std::shared_ptr<CaptureFeed> feed, std::function<void()> wake);
+    ~PipeWireCaptureStream();
+    PipeWireCaptureStream(const PipeWireCaptureStream&) = delete;
+    PipeWireCaptureStream& operator=(const PipeWireCaptureStream&) = delete;
+
+    bool isConnected() const { return isConnected_; }
+
+private:
+    bool connect(const CaptureTarget& target);
+    static void onProcess(void* self);
+    void process(const pw_buffer& buffer, CaptureCycle cycle);
+
+    const std::shared_ptr<CaptureFeed> feed_;
+    const std::function<void()> wake_;
+    const std::uint32_t bytesPerFrame_;
+    pw_stream* stream_;
+    spa_hook hook_{};
+    bool isConnected_ = false;
+};
+
+}  // namespace tapwell

@@ -1,0 +1,132 @@
+#include "EndToEnd/RecordingTest.h"
+#include "Support/ToneBurst.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace tapwell::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr ToneBurst speakerBurst{3000};
+constexpr ToneBurst microphoneBurst{6000};
+constexpr double toleranceSeconds = 0.001;
+
+/// Bursts in speaker and microphone at the same moments. Their intervals differ, so that a shift by
+/// a whole interval shows as well.
+TwoSidedSound simultaneousBursts(double seconds, int sampleRate) {
+    TwoSidedSound sound{silence(seconds, sampleRate), silence(seconds, sampleRate)};
+    std::mt19937 generator(1);
+    std::uniform_real_distribution<double> interval(0.12, 0.22);
+    for (double time = 0.05; time < seconds - 0.05; time += interval(generator)) {
+        speakerBurst.addTo(sound.speaker, sampleRate, time, 0.5);
+        microphoneBurst.addTo(sound.microphone, sampleRate, time, 0.1);
+    }
+    return sound;
+}
+
+/// How much later than the speaker's each burst of the microphone is in the recording. Those at the
+/// very ends, which may be cut, do not count.
+std::vector<double> lags(const DecodedAudio& audio) {
+    const std::vector<double> speaker = speakerBurst.find(audio.samples, audio.sampleRate);
+    const std::vector<double> microphone = microphoneBurst.find(audio.samples, audio.sampleRate);
+    const double margin = 0.03;
+    std::vector<double> result;
+    for (const double time : microphone) {
+        if (time < margin || time > audio.decodedSeconds() - margin || speaker.empty()) continue;
+        const double nearest =
+            *std::min_element(speaker.begin(), speaker.end(), [&](double left, double right) {
+                return std::abs(left - time) < std::abs(right - time);
+            });
+        result.push_back(time - nearest);
+    }
+    return result;
+}
+
+double largestDistance(const std::vector<double>& values, double from) {
+    double largest = 0;
+    for (const double value : values)
+        largest = std::max(largest, std::abs(value - from));
+    return largest;
+}
+
+/// Keeps a processor busy until it goes.
+class BusyProcess : public ChildProcess {
+public:
+    BusyProcess() : ChildProcess({"sh", "-c", "while :; do :; done"}) {}
+};
+
+class AlignmentTest : public RecordingTest {
+protected:
+    void launchWithBursts(double seconds) {
+        launch();
+        audio().play(simultaneousBursts(seconds, audio().sampleRate()));
+    }
+
+    /// One process, so many short recordings: the bursts of each are together.
+    void expectTogetherIn(int starts) {
+        double worstSeconds = 0;
+        for (int index = 0; index < starts; ++index) {
+            const auto path = file(std::to_string(index) + ".m4a");
+            ASSERT_NO_FATAL_FAILURE(record(path, 700ms));
+            const std::vector<double> found = lags(decoded(path));
+            EXPECT_GE(found.size(), 2U) << "start " << index;
+            EXPECT_LT(largestDistance(found, 0), toleranceSeconds) << "start " << index;
+            worstSeconds = std::max(worstSeconds, largestDistance(found, 0));
+        }
+        std::cout << "worst lag " << worstSeconds * 1000 << " ms\n";
+    }
+};
+
+TEST_F(AlignmentTest, HoldsInTwentyStarts) {
+    launchWithBursts(90);
+    expectTogetherIn(20);
+}
+
+TEST_F(AlignmentTest, HoldsUnderLoad) {
+    launchWithBursts(60);
+    std::vector<std::unique_ptr<BusyProcess>> hogs;
+    for (int index = 0; index < 4; ++index)
+        hogs.push_back(std::make_unique<BusyProcess>());
+    expectTogetherIn(8);
+}
+
+TEST_F(AlignmentTest, HoldsWhenTheMicrophoneStartsLate) {
+    launch();
+    audio().useHoldableMicrophone();
+    audio().play(simultaneousBursts(60, audio().sampleRate()));
+
+    // This microphone is quicker than the speaker's monitor by what the server's graph makes of it;
+    // the same devices started together tell how much that is.
+    const auto onTime = file("on-time.m4a");
+    ASSERT_NO_FATAL_FAILURE(record(onTime, 1200ms));
+    const std::vector<double> lagsOnTime = lags(decoded(onTime));
+    ASSERT_GE(lagsOnTime.size(), 3U);
+    for (const double lag : lagsOnTime)
+        EXPECT_NEAR(lag, lagsOnTime[0], toleranceSeconds);
+    std::cout << "lag on time " << lagsOnTime[0] * 1000 << " ms\n";
+
+    for (int index = 0; index < 3; ++index) {
+        const auto late = file("late" + std::to_string(index) + ".m4a");
+        audio().holdMicrophone();
+        ASSERT_NO_FATAL_FAILURE(start(late));
+        letPass(200ms);
+        audio().releaseMicrophone();
+        letPass(1000ms);
+        ASSERT_NO_FATAL_FAILURE(stop(late));
+        const std::vector<double> lagsLate = lags(decoded(late));
+        EXPECT_GE(lagsLate.size(), 3U);
+        EXPECT_LT(largestDistance(lagsLate, lagsOnTime[0]), toleranceSeconds)
+            << "late start " << index;
+    }
+}
+
+}  // namespace
+}  // namespace tapwell::test

@@ -1,0 +1,135 @@
+#include "EndToEnd/AudioSession.h"
+
+#include "Support/WavFile.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <stdexcept>
+#include <thread>
+
+namespace tapwell::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+ChildProcess::TimePoint soon() {
+    return std::chrono::steady_clock::now() + 20s;
+}
+
+void waitUntil(const std::string& what, const std::function<bool()>& holds) {
+    const auto deadline = soon();
+    while (!holds()) {
+        if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("no " + what);
+        std::this_thread::sleep_for(10ms);
+    }
+}
+
+std::vector<std::string> serverCommand(const std::vector<std::string>& options, int sampleRate) {
+    std::vector<std::string> arguments{TAPWELL_PRIVATE_AUDIO_SERVER, "--commands", "--rate",
+                                       std::to_string(sampleRate)};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return arguments;
+}
+
+}  // namespace
+
+AudioSession::AudioSession(const std::vector<std::string>& options, int sampleRate)
+    : sampleRate_(sampleRate),
+      server_(std::make_unique<ChildProcess>(serverCommand(options, sampleRate))) {
+    readEnvironment();
+}
+
+AudioSession::~AudioSession() {
+    player_.reset();
+    microphone_.reset();
+    // The end of its input is the server's end, and leaves nothing behind.
+    server_->closeInput();
+    server_->wait(soon());
+}
+
+void AudioSession::readEnvironment() {
+    std::string line;
+    while (server_->standardOutput().takeLine(line, soon())) {
+        if (line == "ready") return;
+        const std::size_t equals = line.find('=');
+        if (equals != std::string::npos) {
+            environment_[line.substr(0, equals)] = line.substr(equals + 1);
+        }
+    }
+    server_->standardError().waitForEnd(std::chrono::steady_clock::now() + 2s);
+    throw std::runtime_error("the audio server did not come up: " +
+                             server_->standardError().text());
+}
+
+ChildProcess::Output AudioSession::runClient(std::vector<std::string> arguments) const {
+    return ChildProcess::run(arguments, environment_);
+}
+
+std::string AudioSession::defaultNode(const std::string& key) const {
+    const std::string text = runClient({"pw-metadata", "0", key}).standardOutput;
+    const std::string before = "\"name\":\"";
+    const std::size_t position = text.find(before);
+    if (position == std::string::npos) return "";
+    const std::size_t first = position + before.size();
+    return text.substr(first, text.find('"', first) - first);
+}
+
+void AudioSession::link(const std::string& outputPort, const std::string& inputPort) const {
+    waitUntil("link from " + outputPort + " to " + inputPort, [&] {
+        return runClient({"pw-link", outputPort, inputPort}).ending.exitStatus == 0;
+    });
+}
+
+void AudioSession::play(const TwoSidedSound& sound) {
+    stopPlaying();
+    const std::filesystem::path file = directory_ / "sound.wav";
+    writeWavFile(file, sampleRate_, {sound.speaker, sound.microphone});
+    // A target of 0 keeps the session manager from linking the player itself.
+    player_ = std::make_unique<ChildProcess>(
+        std::vector<std::string>{"pw-play", "--target", "0", "-P", "{ node.name=feed }",
+                                 file.string()},
+        environment_);
+    const std::string speaker = defaultNode("default.audio.sink");
+    const std::string microphoneInput = microphoneInput_.empty()
+                                            ? defaultNode("default.audio.source") + ":input_MONO"
+                                            : microphoneInput_;
+    link("feed:output_FL", speaker + ":playback_FL");
+    link("feed:output_FL", speaker + ":playback_FR");
+    link("feed:output_FR", microphoneInput);
+}
+
+void AudioSession::stopPlaying() {
+    player_.reset();
+}
+
+void AudioSession::useHoldableMicrophone() {
+    microphone_ = std::make_unique<ChildProcess>(
+        std::vector<std::string>{
+            "pw-loopback", "-c", "1", "-m", "[MONO]", "-C", "0", "-P", "0",
+            "--capture-props=node.name=held-input node.autoconnect=false audio.position=[MONO]",
+            "--playback-props=node.name=held-microphone media.class=Audio/Source "
+            "audio.position=[MONO] priority.session=9000"},
+        environment_);
+    microphoneInput_ = "held-input:input_MONO";
+    waitUntil("holdable microphone",
+              [&] { return defaultNode("default.audio.source") == "held-microphone"; });
+}
+
+void AudioSession::holdMicrophone() {
+    microphone_->signal(SIGSTOP);
+}
+
+void AudioSession::releaseMicrophone() {
+    microphone_->signal(SIGCONT);
+}
+
+void AudioSession::killServer() {
+    server_->write("stop\n");
+    std::string line;
+    server_->standardOutput().takeLine(line, soon());
+    if (line != "ok") throw std::runtime_error("the audio server did not stop");
+}
+
+}  // namespace tapwell::test

@@ -1,0 +1,99 @@
+#include "EndToEnd/RecordingTest.h"
+#include "Support/MultiToneFit.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <span>
+
+namespace tapwell::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr double toleranceDecibels = 0.3;
+
+double decibels(double ratio) {
+    return 20 * std::log10(ratio);
+}
+
+/// The recording without its ends, where sources come and go.
+std::span<const float> middle(const DecodedAudio& audio) {
+    const std::size_t margin = static_cast<std::size_t>(audio.sampleRate) / 2;
+    return std::span(audio.samples).subspan(margin, audio.samples.size() - 2 * margin);
+}
+
+class LevelTest : public RecordingTest {
+protected:
+    void playTones(double speakerPeak, double microphonePeak) {
+        audio().play({tone(1000, speakerPeak, 12, 48000), tone(440, microphonePeak, 12, 48000)});
+    }
+};
+
+TEST_F(LevelTest, MixesHalfTheSpeakerWithThreeTimesTheMicrophone) {
+    launch();
+    playTones(0.5, 0.05);
+    record(file(), 5s);
+    const DecodedAudio audio = decoded(file());
+    ASSERT_GT(audio.decodedSeconds(), 4.8);
+
+    const std::array<double, 2> frequencies{1000, 440};
+    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
+    EXPECT_NEAR(decibels(fit.amplitudes[0] / 0.25), 0, toleranceDecibels);
+    EXPECT_NEAR(decibels(fit.amplitudes[1] / 0.15), 0, toleranceDecibels);
+}
+
+TEST_F(LevelTest, LimitsTheMicrophoneToHalfOfFullScale) {
+    launch();
+    playTones(0, 0.5);
+    record(file(), 2s);
+    const DecodedAudio audio = decoded(file());
+    ASSERT_GT(audio.decodedSeconds(), 1.8);
+
+    // Three times 0.5 is clipped to a wave that is nearly square, between -0.5 and 0.5. The codec
+    // does not keep a square's corners, so what is measured is the fundamental: a sine of 3.0
+    // clipped at 1.0 has one of 2/pi * (3 asin(1/3) + sqrt(1 - 1/9)).
+    const double clippedFundamental =
+        2 / std::numbers::pi * (3 * std::asin(1.0 / 3) + std::sqrt(1 - 1.0 / 9));
+    const std::array<double, 1> frequencies{440};
+    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
+    EXPECT_NEAR(decibels(fit.amplitudes[0] / (0.5 * clippedFundamental)), 0, toleranceDecibels);
+    EXPECT_LT(std::abs(*std::max_element(
+                  middle(audio).begin(), middle(audio).end(),
+                  [](float left, float right) { return std::abs(left) < std::abs(right); })),
+              0.5 * 1.12);
+}
+
+TEST_F(LevelTest, PassesTheSpeakerAloneAtFullGainWhileTheMicrophoneDeliversNothing) {
+    launch();
+    audio().useHoldableMicrophone();
+    playTones(0.5, 0.05);
+    audio().holdMicrophone();
+    record(file(), 3s);
+    const DecodedAudio audio = decoded(file());
+    ASSERT_GT(audio.decodedSeconds(), 2.5);
+
+    const std::array<double, 2> frequencies{1000, 440};
+    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
+    EXPECT_NEAR(decibels(fit.amplitudes[0] / 0.5), 0, toleranceDecibels);
+    EXPECT_LT(fit.amplitudes[1], 0.001);
+}
+
+TEST_F(LevelTest, RecordsTheMicrophoneWhileNothingIsPlayed) {
+    launch();
+    playTones(0, 0.05);
+    record(file(), 2s);
+    const DecodedAudio audio = decoded(file());
+    ASSERT_GT(audio.decodedSeconds(), 1.8);
+
+    const std::array<double, 1> frequencies{440};
+    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
+    EXPECT_NEAR(decibels(fit.amplitudes[0] / 0.15), 0, toleranceDecibels);
+}
+
+}  // namespace
+}  // namespace tapwell::test

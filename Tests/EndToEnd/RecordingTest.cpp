@@ -1,0 +1,65 @@
+#include "EndToEnd/RecordingTest.h"
+
+#include <cmath>
+#include <numbers>
+#include <thread>
+
+namespace tapwell::test {
+
+void RecordingTest::launch(const std::vector<std::string>& serverOptions, int sampleRate) {
+    audio_ = std::make_unique<AudioSession>(serverOptions, sampleRate);
+    tapwell_ = std::make_unique<TapwellProcess>(TAPWELL_PROGRAM, audio_->environment());
+}
+
+void RecordingTest::launchWithoutServer(const TapwellProcess::Environment& environment) {
+    tapwell_ = std::make_unique<TapwellProcess>(TAPWELL_PROGRAM, environment);
+}
+
+void RecordingTest::start(const std::filesystem::path& path) {
+    const nlohmann::json expected{{"event", "started"}, {"outputPath", path.string()}};
+    ASSERT_EQ(tapwell().start(path), expected);
+}
+
+void RecordingTest::stop(const std::filesystem::path& path) {
+    const nlohmann::json event = tapwell().stop();
+    ASSERT_EQ(event.value("event", ""), "finalized") << event;
+    EXPECT_EQ(event["outputPath"], path.string());
+    EXPECT_EQ(event["bytes"], std::filesystem::file_size(path));
+}
+
+void RecordingTest::record(const std::filesystem::path& path, Milliseconds length) {
+    ASSERT_NO_FATAL_FAILURE(start(path));
+    letPass(length);
+    ASSERT_NO_FATAL_FAILURE(stop(path));
+}
+
+void RecordingTest::letPass(Milliseconds length) {
+    std::this_thread::sleep_for(length);
+}
+
+DecodedAudio RecordingTest::decoded(const std::filesystem::path& path) {
+    DecodedAudio audio = DecodedAudio::ofFile(path);
+    EXPECT_TRUE(audio.plays) << path << ": " << audio.complaints;
+    return audio;
+}
+
+void RecordingTest::TearDown() {
+    if (HasFailure() && tapwell_) {
+        std::cerr << "--- what the program logged\n" << tapwell_->standardError().text();
+    }
+}
+
+std::vector<float> tone(double frequencyHz, double peak, double seconds, int sampleRate) {
+    std::vector<float> samples(static_cast<std::size_t>(seconds * sampleRate));
+    for (std::size_t index = 0; index < samples.size(); ++index) {
+        const double turns = frequencyHz * static_cast<double>(index) / sampleRate;
+        samples[index] = static_cast<float>(peak * std::sin(2 * std::numbers::pi * turns));
+    }
+    return samples;
+}
+
+std::vector<float> silence(double seconds, int sampleRate) {
+    return std::vector<float>(static_cast<std::size_t>(seconds * sampleRate));
+}
+
+}  // namespace tapwell::test
