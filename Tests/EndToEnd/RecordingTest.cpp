@@ -1,6 +1,8 @@
 #include "EndToEnd/RecordingTest.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iostream>
 #include <numbers>
 #include <thread>
 
@@ -45,7 +47,10 @@ DecodedAudio RecordingTest::decoded(const std::filesystem::path& path) {
 
 void RecordingTest::TearDown() {
     if (HasFailure() && tapwell_) {
-        std::cerr << "--- what the program logged\n" << tapwell_->standardError().text();
+        constexpr std::size_t longest = 4000;
+        const std::string log = tapwell_->standardError().text();
+        std::cerr << "--- what the program logged last\n"
+                  << log.substr(log.size() - std::min(longest, log.size()));
     }
 }
 

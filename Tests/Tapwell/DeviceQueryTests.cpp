@@ -1,8 +1,8 @@
-#include <gtest/gtest.h>
-
 #include "Platform/Simulated/SimulatedAudioHardware.h"
 #include "Tapwell/Capture/CoreAudioRecordingUtils.h"
 #include "Tapwell/Capture/RecorderCoreAudioError.h"
+
+#include <gtest/gtest.h>
 
 namespace tapwell {
 namespace {

@@ -1,11 +1,11 @@
-#include <gtest/gtest.h>
-
 #include "Platform/RecorderError.h"
 #include "Platform/Simulated/SimulatedAudioHardware.h"
 #include "Platform/Simulated/SimulatedClock.h"
 #include "Platform/Simulated/SimulatedQueueFactory.h"
 #include "Platform/Simulated/SimulatedStandardStreams.h"
 #include "Tapwell/Capture/MicrophonePCMEngine.h"
+
+#include <gtest/gtest.h>
 
 namespace tapwell {
 namespace {

@@ -1,9 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "Platform/Simulated/SimulatedStandardStreams.h"
 #include "Tapwell/Protocol/CommandLine.h"
 #include "Tapwell/Protocol/EventEmitter.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace tapwell {
 namespace {
@@ -69,16 +69,32 @@ TEST(CommandLine, ReadsTheTwoMembers) {
 }
 
 TEST(CommandLine, WhiteSpaceAroundIsAccepted) {
-    for (const char* line : {"  {\"cmd\":\"x\"}  ", "\t{ \"cmd\" : \"x\" }\r", "\u00A0{\"cmd\":\"x\"}\u3000"})
+    for (const char* line :
+         {"  {\"cmd\":\"x\"}  ", "\t{ \"cmd\" : \"x\" }\r", "\u00A0{\"cmd\":\"x\"}\u3000"})
         EXPECT_TRUE(parseCommand(line)) << line;
 }
 
 TEST(CommandLine, WhatIsNoCommandIsIgnored) {
-    for (const char* line :
-         {"", "   ", "hello", "[]", "[{\"cmd\":\"x\"}]", "{}", "{\"cmd\":5}", "{\"cmd\":null}",
-          "{\"cmd\":[\"stop\"]}", "{\"cmd\":{\"cmd\":\"stop\"}}", "{\"cmd\":\"x\"", "{\"cmd\":\"x\"} y",
-          "{\"CMD\":\"x\"}", "\"cmd\"", "{'cmd':'x'}", "{\"cmd\":\"\xff\"}", "{\"cmd\":\"x\",}",
-          "{\"a\":{\"cmd\":\"x\"}}", "nul", "{\"cmd\":\"x\"}{\"cmd\":\"y\"}"})
+    for (const char* line : {"",
+                             "   ",
+                             "hello",
+                             "[]",
+                             "[{\"cmd\":\"x\"}]",
+                             "{}",
+                             "{\"cmd\":5}",
+                             "{\"cmd\":null}",
+                             "{\"cmd\":[\"stop\"]}",
+                             "{\"cmd\":{\"cmd\":\"stop\"}}",
+                             "{\"cmd\":\"x\"",
+                             "{\"cmd\":\"x\"} y",
+                             "{\"CMD\":\"x\"}",
+                             "\"cmd\"",
+                             "{'cmd':'x'}",
+                             "{\"cmd\":\"\xff\"}",
+                             "{\"cmd\":\"x\",}",
+                             "{\"a\":{\"cmd\":\"x\"}}",
+                             "nul",
+                             "{\"cmd\":\"x\"}{\"cmd\":\"y\"}"})
         EXPECT_FALSE(parseCommand(line)) << line;
 }
 
@@ -103,11 +119,11 @@ TEST(CommandLine, TheLastOfDuplicateMembersCounts) {
 TEST(CommandLine, DeepNestingIsRefusedWithoutHarm) {
     const std::string open(5'000'000, '[');
     EXPECT_FALSE(parseCommand(open));
-    const std::string deep = "{\"x\":" + std::string(600, '[') + std::string(600, ']') +
-                             ",\"cmd\":\"status\"}";
+    const std::string deep =
+        "{\"x\":" + std::string(600, '[') + std::string(600, ']') + ",\"cmd\":\"status\"}";
     EXPECT_FALSE(parseCommand(deep));
-    const std::string fair = "{\"x\":" + std::string(400, '[') + std::string(400, ']') +
-                             ",\"cmd\":\"status\"}";
+    const std::string fair =
+        "{\"x\":" + std::string(400, '[') + std::string(400, ']') + ",\"cmd\":\"status\"}";
     EXPECT_TRUE(parseCommand(fair));
 }
 

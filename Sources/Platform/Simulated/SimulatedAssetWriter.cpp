@@ -87,6 +87,7 @@ public:
 
     bool startWriting() override {
         script_.expectsRealTime.push_back(input_->expectsMediaDataInRealTime());
+        state_->error.reset();
         if (script_.startWritingFailsWithoutError) return false;
         if (script_.startWritingFails) {
             state_->error = RecorderError("Simulated", 2, "simulated start failure");

@@ -104,6 +104,17 @@ void SimulatedAudioHardware::notify(std::uint32_t selector) {
     }
 }
 
+void SimulatedAudioHardware::deliverEmptyCycle() {
+    for (const auto& [id, procedure] : procedures_) {
+        if (!procedure.running) continue;
+        procedure.queue->async([block = procedure.block] {
+            float nothing = 0;
+            const AudioBuffer empty{1, 0, &nothing};
+            (*block)(AudioTimeStamp{}, std::span(&empty, 1), AudioTimeStamp{});
+        });
+    }
+}
+
 OSStatus SimulatedAudioHardware::scriptedFailure(const std::string& call) {
     journal_.push_back(call);
     auto& statuses = failures_[call];

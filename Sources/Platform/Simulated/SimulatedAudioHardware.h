@@ -46,6 +46,9 @@ public:
     /// Calls the default-device listeners as the system does on a change of that selector.
     void notify(std::uint32_t selector);
 
+    /// Gives every running procedure a cycle of no frames, as real hardware does now and then.
+    void deliverEmptyCycle();
+
     // AudioHardware.
 
     OSStatus getPropertyDataSize(AudioObjectID object, const AudioObjectPropertyAddress& address,

@@ -183,15 +183,13 @@ void SystemAudioTapSession::refreshRunningIOFormat(const std::shared_ptr<SerialQ
     const double tapRate = fallback.sampleRate();
     const std::string tapText = shortestText(tapRate);
     const AudioObjectID aggregate = aggregateDeviceID_;
-    if (aggregate != kAudioObjectUnknown) {
-        const auto stream = recorderVirtualInputStreamFormat(hardware_, aggregate);
-        if (stream && stream->sampleRate > 0 &&
-            std::abs(stream->sampleRate - tapRate) >= kSameRateToleranceHz)
-            log_.line(
-                "reason A: aggregate virtual input stream sr=" + shortestText(stream->sampleRate) +
-                " ch=" + std::to_string(stream->channelsPerFrame) +
-                " vs tap nominal sr=" + tapText);
-    }
+    if (aggregate == kAudioObjectUnknown) return;  // torn down since
+    const auto stream = recorderVirtualInputStreamFormat(hardware_, aggregate);
+    if (stream && stream->sampleRate > 0 &&
+        std::abs(stream->sampleRate - tapRate) >= kSameRateToleranceHz)
+        log_.line(
+            "reason A: aggregate virtual input stream sr=" + shortestText(stream->sampleRate) +
+            " ch=" + std::to_string(stream->channelsPerFrame) + " vs tap nominal sr=" + tapText);
 
     const auto actual = recorderActualSampleRate(hardware_, aggregate);
     if (!actual || *actual <= 0) {

@@ -143,6 +143,7 @@ void AudioRecorder::startCapture() {
                         router->handleSystem(buffer, stamp, hint);
                     });
     firstBuffers->awaitBoth(services_.clock, firstBuffersTimeout);
+    if (firstBuffers->hasMicrophoneArrived()) router_->expectMicrophone();
     router_->setCaptureStarted(true);
 }
 

@@ -27,6 +27,8 @@ public:
             if (!arrived_->wait(deadline - clock.now())) return;
     }
 
+    bool hasMicrophoneArrived() const { return microphone_.load(); }
+
 private:
     void arrive(std::atomic<bool>& stream) {
         if (!stream.load(std::memory_order_relaxed) && !stream.exchange(true)) arrived_->signal();

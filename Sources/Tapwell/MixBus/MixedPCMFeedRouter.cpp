@@ -7,11 +7,13 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 namespace tapwell {
 namespace {
 
 constexpr std::int64_t kMicProgressInterval = 250;
+constexpr double kLongestHoldSeconds = 0.5;
 
 std::unique_ptr<DualStreamMixer> makeMixer(RecorderUploadLayout layout, double rate,
                                            StandardStreams& streams) {
@@ -151,12 +153,46 @@ void MixedPCMFeedRouter::handToMixQueue(Source source, MixBusChunk chunk) {
 }
 
 void MixedPCMFeedRouter::pushAndDrain(Source source, const MixBusChunk& chunk) {
+    if (holdBack(source, chunk)) return;
+    push(source, chunk);
+    mixer_->drain(emitter());
+}
+
+void MixedPCMFeedRouter::push(Source source, const MixBusChunk& chunk) {
     if (source == Source::system)
         mixer_->pushSystem(chunk.presentationTime, chunk.samples);
     else
         mixer_->pushMicrophone(chunk.presentationTime, chunk.samples);
-    mixer_->drain(
-        [this](MediaTime time, const std::vector<float>& frame) { emitFrame(time, frame); });
+}
+
+/// True when the chunk was kept for later. Ends the wait with the microphone's first samples (which
+/// must be in the mixer before the system audio that waited) or when it has lasted too long.
+bool MixedPCMFeedRouter::holdBack(Source source, const MixBusChunk& chunk) {
+    if (!awaitsMicrophone_) return false;
+    if (source == Source::system) {
+        heldBack_.push_back(chunk);
+        heldBackSamples_ += chunk.samples.size();
+        if (static_cast<double>(heldBackSamples_) >= kLongestHoldSeconds * mixBusSampleRateHz_) {
+            releaseHeldBack();
+            mixer_->drain(emitter());
+        }
+        return true;
+    }
+    if (chunk.samples.empty()) return false;
+    push(source, chunk);
+    releaseHeldBack();
+    mixer_->drain(emitter());
+    return true;
+}
+
+void MixedPCMFeedRouter::releaseHeldBack() {
+    awaitsMicrophone_ = false;
+    for (const MixBusChunk& held : std::exchange(heldBack_, {}))
+        push(Source::system, held);
+}
+
+DualStreamMixer::EmitFrame MixedPCMFeedRouter::emitter() {
+    return [this](MediaTime time, const std::vector<float>& frame) { emitFrame(time, frame); };
 }
 
 void MixedPCMFeedRouter::emitFrame(MediaTime presentationTime, const std::vector<float>& frame) {
@@ -182,8 +218,8 @@ void MixedPCMFeedRouter::flushMixedTail() {
     mixQueue_->sync([&] {
         pushAndDrain(Source::system, systemTail);
         pushAndDrain(Source::microphone, micTail);
-        mixer_->flushTail(
-            [this](MediaTime time, const std::vector<float>& frame) { emitFrame(time, frame); });
+        releaseHeldBack();
+        mixer_->flushTail(emitter());
     });
 }
 

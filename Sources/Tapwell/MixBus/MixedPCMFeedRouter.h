@@ -50,6 +50,12 @@ public:
 
     /// Until this is set, buffers are dropped; the microphone's are counted.
     void setCaptureStarted(bool started) { captureStarted_.store(started); }
+    /// The microphone is known to deliver: system audio waits for its first samples, for up to half
+    /// a second of audio. The mixer aligns its streams against what it has not yet given out, so
+    /// whatever it gave out alone, while the microphone's first buffer is on its way or fills a
+    /// filter, would shift them against each other. Before capture starts.
+    void expectMicrophone() { awaitsMicrophone_ = true; }
+
     /// Takes effect with the next frame; an empty callback ends the feed.
     void setSttCallback(SttCallback callback);
 
@@ -86,6 +92,10 @@ private:
     void logMicConvertFailureOnce(const std::string& message);
     void handToMixQueue(Source source, MixBusChunk chunk);
     void pushAndDrain(Source source, const MixBusChunk& chunk);
+    bool holdBack(Source source, const MixBusChunk& chunk);
+    void push(Source source, const MixBusChunk& chunk);
+    void releaseHeldBack();
+    DualStreamMixer::EmitFrame emitter();
     void emitFrame(MediaTime presentationTime, const std::vector<float>& frame);
     SampleBuffer buildSampleBuffer(MediaTime presentationTime, const std::vector<float>& frame);
 
@@ -105,6 +115,9 @@ private:
     // Of the mix queue alone.
     SttCallback sttCallback_;
     const std::unique_ptr<DualStreamMixer> mixer_;
+    bool awaitsMicrophone_ = false;
+    std::vector<MixBusChunk> heldBack_;  ///< system audio that waits for the microphone
+    std::size_t heldBackSamples_ = 0;
     std::variant<MixedPCMSampleBuilder, StereoPCMSampleBuilder> sampleBuilder_;
 
     std::mutex statsLock_;

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "Platform/Host.h"
+#include "Platform/Linux/FfmpegAssetWriterFactory.h"
+#include "Platform/Linux/LinuxAuthorization.h"
+#include "Platform/Linux/LinuxClock.h"
+#include "Platform/Linux/LinuxEnvironment.h"
+#include "Platform/Linux/LinuxQueueFactory.h"
+#include "Platform/Linux/PipeWireAudioHardware.h"
+#include "Platform/Linux/PosixStandardStreams.h"
+#include "Platform/Linux/SoxrSampleRateConverterFactory.h"
+
+namespace tapwell {
+
+/// A Linux machine with PipeWire.
+class LinuxHost final : public Host {
+public:
+    AudioHardware& audioHardware() override { return hardware_; }
+    SampleRateConverterFactory& converters() override { return converters_; }
+    AssetWriterFactory& assetWriters() override { return writers_; }
+    QueueFactory& queues() override { return queues_; }
+    Clock& clock() override { return clock_; }
+    Authorization& authorization() override { return authorization_; }
+    Environment& environment() override { return environment_; }
+    StandardStreams& streams() override { return streams_; }
+
+private:
+    PosixStandardStreams streams_;
+    LinuxClock clock_;
+    LinuxEnvironment environment_;
+    LinuxQueueFactory queues_;
+    PipeWireAudioHardware hardware_{[this](const std::string& message) {
+        streams_.writeError("[Tapwell][pipewire] " + message + "\n");
+    }};
+    LinuxAuthorization authorization_{hardware_};
+    SoxrSampleRateConverterFactory converters_;
+    FfmpegAssetWriterFactory writers_;
+};
+
+}  // namespace tapwell

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "Platform/Linux/SoxrSampleRateConverterFactory.h"
+#include "Platform/Simulated/SimulatedHost.h"
+#include "Support/TemporaryFolder.h"
+
+#include <cmath>
+#include <string>
+
+namespace tapwell::test {
+
+/// A simulated machine with a speaker and a microphone, ready to record.
+struct SimulatedMeeting {
+    TemporaryFolder folder;
+    SoxrSampleRateConverterFactory converters;
+    SimulatedHost host{converters};
+    AudioObjectID speaker;
+    AudioObjectID microphone;
+    std::string path = folder.path("upload_audio.m4a");
+
+    SimulatedMeeting()
+        : speaker(host.hardware.addDevice(makeSpeaker())),
+          microphone(host.hardware.addDevice(makeMicrophone())) {
+        host.hardware.setDefaultOutput(speaker);
+        host.hardware.setDefaultInput(microphone);
+    }
+
+    static SimulatedDevice makeSpeaker() {
+        SimulatedDevice device;
+        device.uid = "speaker";
+        device.signal = [](double seconds) { return tone(seconds, 997, 0.5); };
+        return device;
+    }
+    static SimulatedDevice makeMicrophone() {
+        SimulatedDevice device;
+        device.uid = "microphone";
+        device.isInput = true;
+        device.format = *AudioFormat::make(CommonFormat::pcmFloat32, 48000, 1, false);
+        device.signal = [](double seconds) { return tone(seconds, 440, 0.05); };
+        return device;
+    }
+    static float tone(double seconds, double hz, double amplitude) {
+        return static_cast<float>(amplitude * std::sin(2 * M_PI * hz * seconds));
+    }
+
+    SimulatedDevice& speakerDevice() { return host.hardware.device(speaker); }
+    SimulatedDevice& microphoneDevice() { return host.hardware.device(microphone); }
+    /// What was appended to the encoder.
+    const std::vector<float>& recorded() const { return host.writers.script.samples; }
+    int logged(const std::string& text) const {
+        return host.simulatedStreams.countErrorLines(text);
+    }
+    std::vector<std::string> events() const { return host.simulatedStreams.outputLines(); }
+    static std::string escaped(const std::string& text) {
+        std::string result;
+        for (char c : text)
+            result += c == '/' ? std::string("\\/") : std::string(1, c);
+        return result;
+    }
+};
+
+}  // namespace tapwell::test
