@@ -44,7 +44,9 @@ public:
     virtual void startSession(MediaTime sourceTime) = 0;
 
     /// Finishes the file and calls `completion` exactly once, on any thread, when the status is
-    /// final. The input must be marked as finished. The writer must outlive the completion.
+    /// final. The input must be marked as finished. The writer must live until the completion is
+    /// called, which may let go of it. A file that was renamed while writing, so that another one
+    /// is at the path, is left as it is, and finishing fails.
     virtual void finishWriting(std::function<void()> completion) = 0;
 
     virtual Status status() const = 0;

@@ -15,7 +15,8 @@ public:
     virtual bool expectsMediaDataInRealTime() const = 0;
 
     /// Whether `append` can take a buffer now. Any thread. May be false for a while and become true
-    /// by itself.
+    /// by itself. Stays true when the writer fails, so that a queue in front of the input runs
+    /// empty; false before writing starts and after the input is marked as finished.
     virtual bool isReadyForMoreMediaData() const = 0;
 
     /// Appends frames (32-bit float PCM in the source format). False when the writer has failed or

@@ -25,6 +25,19 @@ void check(int result, const char* action) {
                         std::string("Cannot ") + action + " AAC: " + reason.data());
 }
 
+/// The encoder's settings that are a matter of taste; docs/decisions/0001-aac-encoder.md has the
+/// measurements behind them.
+void chooseTools(AVCodecContext& context) {
+    constexpr int kHighestFrequencyHz = 16000;
+    constexpr std::int64_t kBitRateOfHigherFrequencies = 64000;  // a channel, by the encoder's rule
+    check(av_opt_set(context.priv_data, "aac_coder", "fast", 0), "encode");
+    check(av_opt_set_int(context.priv_data, "aac_tns", 0, 0), "encode");
+    check(av_opt_set_int(context.priv_data, "aac_pns", 0, 0), "encode");
+    if (context.bit_rate > kBitRateOfHigherFrequencies * context.ch_layout.nb_channels &&
+        context.sample_rate > 2 * kHighestFrequencyHz)
+        context.cutoff = kHighestFrequencyHz;
+}
+
 /// Ten times full scale: above any signal, far below what breaks the encoder.
 float usableSample(float sample) {
     constexpr float kLimit = 10.0F;
@@ -93,6 +106,7 @@ void AacEncoder::openContext(const AudioOutputSettings& settings) {
     context_->thread_count = 1;
     context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     av_channel_layout_default(&context_->ch_layout, static_cast<int>(settings.numberOfChannels));
+    chooseTools(*context_);
     check(avcodec_open2(context_.get(), codec, nullptr), "encode");
     if (context_->frame_size != static_cast<int>(AacTrack::kFramesPerPacket))
         check(AVERROR_BUG, "encode");

@@ -63,9 +63,17 @@ void AacRecording::failLocked(const RecorderError& error) {
 }
 
 void AacRecording::drain() {
+    fragments_->setFrameCount(frameCount_);
     encoder_->finish([this](std::span<const std::byte> packet) { fragments_->append(packet); });
-    fragments_->finish(frameCount_);
+    fragments_->finish();
     encoder_.reset();
+    // Every length that the file declares rests on this.
+    const std::uint64_t mediaFrames = fragments_->layout().track().primingFrames + frameCount_;
+    const std::uint64_t expectedPackets =
+        frameCount_ == 0
+            ? 0
+            : (mediaFrames + AacTrack::kFramesPerPacket - 1) / AacTrack::kFramesPerPacket;
+    if (fragments_->packetSizes().size() != expectedPackets) throw file_.error("encode", EPROTO);
 }
 
 void AacRecording::finish() {

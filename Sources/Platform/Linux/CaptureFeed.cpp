@@ -3,8 +3,8 @@
 namespace tapwell {
 namespace {
 
-/// A graph may run in cycles this short; shorter ones only make the ring hold less.
-constexpr std::size_t kSmallestBufferFrames = 32;
+/// A graph may run in shorter cycles, with which the ring holds a little less.
+constexpr std::size_t kSmallestBufferFrames = 128;
 
 }  // namespace
 

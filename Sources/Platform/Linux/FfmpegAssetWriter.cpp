@@ -4,6 +4,7 @@
 #include "Platform/Linux/FfmpegAssetWriterInput.h"
 
 #include <cerrno>
+#include <latch>
 #include <system_error>
 
 namespace tapwell {
@@ -61,13 +62,18 @@ void FfmpegAssetWriter::startSession(MediaTime /*sourceTime*/) {
 void FfmpegAssetWriter::finishWriting(std::function<void()> completion) {
     waitForFinish();
     if (input_) input_->markAsFinished();
-    auto work = [recording = recording_, completion = std::move(completion)] {
+    // Begins when finishing_ is set, which a completion that destroys the writer looks at.
+    const auto begin = std::make_shared<std::latch>(1);
+    auto work = [recording = recording_, completion = std::move(completion), begin] {
+        begin->wait();
         recording->finish();
         completion();
     };
     try {
         finishing_ = std::thread(work);
+        begin->count_down();
     } catch (const std::system_error&) {
+        begin->count_down();
         work();  // no thread to be had: the caller waits
     }
 }

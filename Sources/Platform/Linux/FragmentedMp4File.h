@@ -4,14 +4,16 @@
 #include "Platform/Linux/RecordingFile.h"
 
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
 namespace tapwell {
 
 /// Writes AAC packets into a recording's file as a fragmented MPEG-4 file that is playable after
-/// every write. Remembers two bytes a packet, for the index of the finished file. Failures throw
-/// RecorderError and leave the file as it was before the fragment. One thread at a time.
+/// every write, whole or not. Remembers two bytes a packet, for the index of the finished file.
+/// Failures throw RecorderError and leave the file as it was before the fragment. One thread at a
+/// time.
 class FragmentedMp4File {
 public:
     /// Writes the file's beginning. `file` must outlive this object.
@@ -20,9 +22,11 @@ public:
     /// Takes the next packet and writes a fragment when one is full.
     void append(std::span<const std::byte> packet);
 
-    /// Writes what is left, the last packet of which ends with the recording of `frameCount`
-    /// frames.
-    void finish(std::uint64_t frameCount);
+    /// Says where the recording ends, before its last packets come: they are described as no longer
+    /// than that.
+    void setFrameCount(std::uint64_t frameCount);
+    /// Writes what is left.
+    void finish();
 
     const AacMp4Layout& layout() const { return layout_; }
     const AacPacketSizes& packetSizes() const { return packetSizes_; }
@@ -33,13 +37,15 @@ public:
     static std::uint32_t packetsPerFragment(std::uint32_t sampleRate);
 
 private:
-    void writeFragment(std::uint32_t lastPacketFrames);
+    void writeFragment();
+    std::uint32_t lastPendingPacketFrames() const;
 
     RecordingFile& file_;
     AacMp4Layout layout_;
     AacPacketSizes packetSizes_;  ///< of the packets in the file
     std::uint64_t headerBytes_ = 0;
     std::uint32_t fragmentCount_ = 0;
+    std::uint64_t mediaFrames_ = std::numeric_limits<std::uint64_t>::max();
     Mp4BoxWriter fragment_;
     std::vector<std::byte> pendingPayload_;
     std::vector<std::uint16_t> pendingSizes_;

@@ -1,5 +1,7 @@
 #include "Platform/Linux/Mp4BoxWriter.h"
 
+#include <algorithm>
+
 namespace tapwell {
 
 void Mp4BoxWriter::text(std::string_view characters) {
@@ -8,6 +10,10 @@ void Mp4BoxWriter::text(std::string_view characters) {
 
 void Mp4BoxWriter::append(std::span<const std::byte> data) {
     bytes_.insert(bytes_.end(), data.begin(), data.end());
+}
+
+void Mp4BoxWriter::overwrite(std::size_t position, std::span<const std::byte> data) {
+    std::ranges::copy(data, bytes_.begin() + static_cast<std::ptrdiff_t>(position));
 }
 
 std::size_t Mp4BoxWriter::open(const char (&type)[5]) {

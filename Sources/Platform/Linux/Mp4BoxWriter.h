@@ -39,6 +39,9 @@ public:
     void text(std::string_view characters);
     void append(std::span<const std::byte> data);
 
+    /// Replaces bytes that were written before.
+    void overwrite(std::size_t position, std::span<const std::byte> data);
+
     std::size_t size() const { return bytes_.size(); }
     std::span<const std::byte> bytes() const { return bytes_; }
     /// Empties the writer and keeps its memory.

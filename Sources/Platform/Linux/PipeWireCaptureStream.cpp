@@ -69,11 +69,14 @@ PipeWireCaptureStream::PipeWireCaptureStream(pw_core* core, const CaptureTarget&
     : feed_(std::move(feed)),
       wake_(std::move(wake)),
       bytesPerFrame_(target.channelCount() * static_cast<std::uint32_t>(sizeof(float))),
+      nodeGlobalId_(target.nodeGlobalId),
+      passesOn_(target.passesOn),
       stream_(pw_stream_new(core, "Tapwell", propertiesFor(target))) {
     if (stream_ == nullptr) return;
     static const pw_stream_events events = [] {
         pw_stream_events made{};
         made.version = PW_VERSION_STREAM_EVENTS;
+        made.io_changed = &onIoChanged;
         made.process = &onProcess;
         return made;
     }();
@@ -108,6 +111,14 @@ bool PipeWireCaptureStream::connect(const CaptureTarget& target) {
     return pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY, flags, &format, 1) >= 0;
 }
 
+// Called on the loop's thread whenever another driver takes over, whose clock bears its id.
+void PipeWireCaptureStream::onIoChanged(void* self, std::uint32_t id, void* area, std::uint32_t) {
+    if (id != SPA_IO_Position || area == nullptr) return;
+    auto* stream = static_cast<PipeWireCaptureStream*>(self);
+    const std::uint32_t driver = static_cast<const spa_io_position*>(area)->clock.id;
+    stream->isNodeDriving_.store(driver == stream->nodeGlobalId_, std::memory_order_relaxed);
+}
+
 void PipeWireCaptureStream::onProcess(void* self) {
     auto* stream = static_cast<PipeWireCaptureStream*>(self);
     const DequeuedBuffer buffer(stream->stream_);
@@ -121,6 +132,7 @@ void PipeWireCaptureStream::process(const pw_buffer& buffer, CaptureCycle cycle)
     const std::uint32_t offset = std::min(data.chunk->offset, data.maxsize);
     const std::uint32_t frames = std::min(data.chunk->size, data.maxsize - offset) / bytesPerFrame_;
     if (frames == 0) return;
+    cycle.isOneCycleLate = passesOn_ && isNodeDriving_.load(std::memory_order_relaxed);
     const auto* first =
         reinterpret_cast<const float*>(static_cast<const std::byte*>(data.data) + offset);
     const std::span samples(first, std::size_t{frames} * bytesPerFrame_ / sizeof(float));

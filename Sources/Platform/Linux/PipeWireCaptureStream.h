@@ -4,6 +4,7 @@
 
 #include <pipewire/pipewire.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -15,7 +16,10 @@ namespace tapwell {
 /// server then has no reason to mix.
 struct CaptureTarget {
     std::uint64_t nodeSerial = 0;
+    std::uint32_t nodeGlobalId = 0;
     bool isMonitor = false;  ///< what a sink plays, rather than what a source records
+    /// Whether the node passes on what it was given, and tells no delay for it.
+    bool passesOn = false;
     std::uint32_t sampleRate = 0;
     std::vector<std::uint32_t> channelPositions;
 
@@ -40,12 +44,18 @@ public:
 
 private:
     bool connect(const CaptureTarget& target);
+    static void onIoChanged(void* self, std::uint32_t id, void* area, std::uint32_t size);
     static void onProcess(void* self);
     void process(const pw_buffer& buffer, CaptureCycle cycle);
 
     const std::shared_ptr<CaptureFeed> feed_;
     const std::function<void()> wake_;
     const std::uint32_t bytesPerFrame_;
+    const std::uint32_t nodeGlobalId_;
+    const bool passesOn_;
+    /// Whether the node drives the cycles that the stream runs in. What passes through a driving
+    /// node comes out in the next cycle, and through another one in the same.
+    std::atomic<bool> isNodeDriving_{false};
     pw_stream* stream_;
     spa_hook hook_{};
     bool isConnected_ = false;

@@ -11,6 +11,8 @@
 namespace tapwell {
 namespace {
 
+constexpr std::string_view kNullSinkFactory = "support.null-audio-sink";
+
 std::string_view lookUp(const spa_dict& properties, const char* key) {
     const char* value = spa_dict_lookup(&properties, key);
     return value != nullptr ? std::string_view(value) : std::string_view();
@@ -26,7 +28,7 @@ std::uint32_t transportTypeOf(const spa_dict& properties, std::string_view media
         return profile.starts_with("bap") ? kAudioDeviceTransportTypeBluetoothLE
                                           : kAudioDeviceTransportTypeBluetooth;
     }
-    if (factory == "support.null-audio-sink" || lookUp(properties, PW_KEY_NODE_VIRTUAL) == "true" ||
+    if (factory == kNullSinkFactory || lookUp(properties, PW_KEY_NODE_VIRTUAL) == "true" ||
         mediaClass.ends_with("/Virtual"))
         return kAudioDeviceTransportTypeVirtual;
     if (bus == "pci" || bus == "isa") return kAudioDeviceTransportTypeBuiltIn;
@@ -98,6 +100,7 @@ void PipeWireNode::onInfo(void* self, const pw_node_info* info) {
 
 void PipeWireNode::readProperties(const spa_dict& properties) {
     transportType_ = transportTypeOf(properties, identity_.mediaClass);
+    isNullSink_ = lookUp(properties, PW_KEY_FACTORY_NAME) == kNullSinkFactory;
     const std::string rate(lookUp(properties, PW_KEY_AUDIO_RATE));
     declaredRate_ = static_cast<std::uint32_t>(std::strtoul(rate.c_str(), nullptr, 10));
 }

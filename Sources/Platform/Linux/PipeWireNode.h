@@ -33,6 +33,9 @@ public:
     bool isSink() const { return identity_.mediaClass.starts_with("Audio/Sink"); }
     bool isSource() const { return identity_.mediaClass.starts_with("Audio/Source"); }
 
+    /// A node that is no device but passes on what is played into it, such as a virtual microphone.
+    bool isNullSink() const { return isNullSink_; }
+
     /// The node's own channels, in its order: SPA_AUDIO_CHANNEL_*.
     const std::vector<std::uint32_t>& channelPositions() const;
     /// The rate that the node is set to, in Hz; `graphRate` when it takes any.
@@ -63,6 +66,7 @@ private:
     std::uint32_t offeredIndex_ = 0;
     Format current_;
     std::uint32_t declaredRate_ = 0;  ///< audio.rate, 0 when not told
+    bool isNullSink_ = false;
     std::uint32_t transportType_ = kAudioDeviceTransportTypeUnknown;
 };
 

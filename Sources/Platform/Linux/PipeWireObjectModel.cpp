@@ -193,7 +193,9 @@ const PipeWireNode* PipeWireObjectModel::sinkOfTap(AudioObjectID tap) const {
 CaptureTarget PipeWireObjectModel::targetOn(const PipeWireNode& node) const {
     CaptureTarget target;
     target.nodeSerial = node.identity().serial;
+    target.nodeGlobalId = node.identity().globalId;
     target.isMonitor = node.isSink();
+    target.passesOn = node.isSink() || node.isNullSink();
     target.sampleRate = static_cast<std::uint32_t>(connection_.registry()->graphRate());
     target.channelPositions = node.channelPositions();
     return target;

@@ -26,12 +26,21 @@ RecordingFile::~RecordingFile() {
 }
 
 void RecordingFile::append(std::span<const std::byte> bytes) {
-    if (const int errorNumber = writeAll(descriptor_, bytes, size_); errorNumber != 0) {
-        // If even this fails, readers meet a fragment that is cut short, which they pass over.
-        (void)!::ftruncate(descriptor_, static_cast<off_t>(size_));
-        throw error("write", errorNumber);
-    }
+    write(size_, bytes);
     size_ += bytes.size();
+}
+
+void RecordingFile::amend(std::uint64_t offset, std::span<const std::byte> bytes) {
+    write(offset, bytes);
+}
+
+void RecordingFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
+    const int errorNumber = writeAll(descriptor_, bytes, offset);
+    if (errorNumber == 0) return;
+    size_ = offset;
+    // Should even this fail, what is left behind the offset is a box that readers pass over.
+    (void)!::ftruncate(descriptor_, static_cast<off_t>(size_));
+    throw error("write", errorNumber);
 }
 
 void RecordingFile::remove() {

@@ -23,6 +23,10 @@ public:
     /// throws RecorderError.
     void append(std::span<const std::byte> bytes);
 
+    /// Overwrites bytes within what was appended last, from `offset`; on failure takes back
+    /// everything from there on and throws RecorderError.
+    void amend(std::uint64_t offset, std::span<const std::byte> bytes);
+
     /// Removes the path if it still names this file. Failure is ignored.
     void remove();
 
@@ -38,6 +42,8 @@ public:
     RecorderError error(const std::string& action, int errorNumber) const;
 
 private:
+    void write(std::uint64_t offset, std::span<const std::byte> bytes);
+
     std::string path_;
     int descriptor_ = -1;
     std::uint64_t size_ = 0;
