@@ -42,7 +42,6 @@ AudioSession::AudioSession(const std::vector<std::string>& options, int sampleRa
 }
 
 AudioSession::~AudioSession() {
-    reference_.reset();
     player_.reset();
     microphone_.reset();
     // The end of its input is the server's end, and leaves nothing behind.
@@ -103,25 +102,6 @@ void AudioSession::play(const TwoSidedSound& sound) {
 
 void AudioSession::stopPlaying() {
     player_.reset();
-}
-
-void AudioSession::startReference() {
-    reference_ = std::make_unique<ChildProcess>(
-        std::vector<std::string>{"pw-record", "--target", "0", "-P", "{ node.name=reference }",
-                                 "--format", "f32", "--channels", "2", "--rate",
-                                 std::to_string(sampleRate_), directory_ / "reference.wav"},
-        environment_);
-    const std::string microphone = defaultNode("default.audio.source");
-    link(defaultNode("default.audio.sink") + ":monitor_FL", "reference:input_FL");
-    link(microphone + ":capture_MONO", "reference:input_FR");
-}
-
-TwoSidedSound AudioSession::stopReference() {
-    reference_->signal(SIGINT);
-    reference_->wait(soon());
-    reference_.reset();
-    return {readWavChannel(directory_ / "reference.wav", 0),
-            readWavChannel(directory_ / "reference.wav", 1)};
 }
 
 void AudioSession::useHoldableMicrophone() {

@@ -37,11 +37,6 @@ public:
     void play(const TwoSidedSound& sound);
     void stopPlaying();
 
-    /// Begins to hear speaker and microphone with one stream that takes both in the same cycle of
-    /// the server: what it hears together was there together.
-    void startReference();
-    TwoSidedSound stopReference();
-
     /// Makes a microphone the default one that passes on what is played to it within the same
     /// cycle of the server, and that can be held up so that it delivers no samples at all.
     void useHoldableMicrophone();
@@ -62,7 +57,6 @@ private:
     TapwellProcess::Environment environment_;
     std::unique_ptr<ChildProcess> server_;
     std::unique_ptr<ChildProcess> player_;
-    std::unique_ptr<ChildProcess> reference_;
     std::unique_ptr<ChildProcess> microphone_;
     std::string microphoneInput_;
 };

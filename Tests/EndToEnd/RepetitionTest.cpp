@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::size_t allowedGrowthBytes = 2 << 20;
+constexpr std::size_t allowedGrowthBytes = 4 << 20;
 
 class RepetitionTest : public RecordingTest {
 protected:

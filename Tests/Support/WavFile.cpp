@@ -1,10 +1,7 @@
 #include "Support/WavFile.h"
 
-#include "Support/ChildProcess.h"
-
 #include <bit>
 #include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -54,16 +51,6 @@ void writeWavFile(const std::filesystem::path& path, int sampleRate,
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     file.close();
     if (!file) throw std::runtime_error("cannot write " + path.string());
-}
-
-std::vector<float> readWavChannel(const std::filesystem::path& path, int channel) {
-    const auto decoding =
-        ChildProcess::run({"ffmpeg", "-nostdin", "-v", "error", "-i", path.string(), "-af",
-                           "pan=mono|c0=c" + std::to_string(channel), "-f", "f32le", "-"});
-    if (decoding.ending.exitStatus != 0) throw std::runtime_error(decoding.standardError);
-    std::vector<float> samples(decoding.standardOutput.size() / bytesPerSample);
-    std::memcpy(samples.data(), decoding.standardOutput.data(), samples.size() * bytesPerSample);
-    return samples;
 }
 
 }  // namespace tapwell::test

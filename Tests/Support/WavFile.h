@@ -10,7 +10,4 @@ namespace tapwell::test {
 void writeWavFile(const std::filesystem::path& path, int sampleRate,
                   const std::vector<std::vector<float>>& channels);
 
-/// One channel of a file that stock tools can read. Throws std::runtime_error when they cannot.
-std::vector<float> readWavChannel(const std::filesystem::path& path, int channel);
-
 }  // namespace tapwell::test
