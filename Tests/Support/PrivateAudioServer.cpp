@@ -89,6 +89,10 @@ pid_t PrivateAudioServer::daemonPid() const {
     return std::stoi(environment_.at("PRIVATE_AUDIO_SERVER_PIPEWIRE_PID"));
 }
 
+pid_t PrivateAudioServer::sessionManagerPid() const {
+    return std::stoi(environment_.at("PRIVATE_AUDIO_SERVER_WIREPLUMBER_PID"));
+}
+
 std::string PrivateAudioServer::run(const std::vector<std::string>& arguments) {
     const ChildProcess::Output output = ChildProcess::run(arguments);
     if (output.ending.exitStatus != 0)

@@ -45,6 +45,7 @@ public:
     void startSessionManager();
 
     pid_t daemonPid() const;
+    pid_t sessionManagerPid() const;
     /// Variables that lead a client here.
     const std::map<std::string, std::string>& environment() const { return environment_; }
 

@@ -14,6 +14,7 @@ using namespace std::chrono_literals;
 
 constexpr auto kAnswerLimit = 1s;
 constexpr auto kReconnectInterval = 500ms;
+constexpr auto kDefaultsInterval = 200ms;
 constexpr auto kMuteServerRest = 2s;
 
 /// Never undone: what the library keeps until the end of the process is little, and unloading its
@@ -118,9 +119,8 @@ bool PipeWireConnection::connect() {
         return made;
     }();
     pw_core_add_listener(core_, &coreHook_, &events, this);
-    registry_ = std::make_unique<PipeWireRegistry>(core_, objectIds_, [this] {
-        if (isReady()) handlers_.changed();
-    });
+    registry_ =
+        std::make_unique<PipeWireRegistry>(core_, objectIds_, [this] { registryChanged(); });
     pendingSync_ = pw_core_sync(core_, PW_ID_CORE, 0);
     state_ = State::awaitingGlobals;
     ++attempt_;
@@ -164,6 +164,8 @@ void PipeWireConnection::setTimer(std::chrono::nanoseconds delay) {
 void PipeWireConnection::onTimer() {
     if (state_ == State::lost) return disconnect();
     if (isConnecting() && Clock::now() >= attemptDeadline_) return giveUp();
+    if (isReady() && registry_->missesDefaults() && registry_->renewDefaults())
+        setTimer(kDefaultsInterval);
     if (state_ != State::disconnected || !reconnects_) return;
     if (!connect()) setTimer(kReconnectInterval);
 }
@@ -182,8 +184,15 @@ void PipeWireConnection::advance() {
         state_ = State::ready;
         setTimer(0ns);
         pw_thread_loop_signal(loop_, false);
-        handlers_.changed();
+        registryChanged();
     }
+}
+
+void PipeWireConnection::registryChanged() {
+    if (!isReady()) return;
+    handlers_.changed();
+    // Not before the server has been quiet for a while.
+    if (registry_->missesDefaults()) setTimer(kDefaultsInterval);
 }
 
 void PipeWireConnection::onError(void* self, std::uint32_t id, int, int result, const char*) {

@@ -82,6 +82,7 @@ private:
     void disconnect();
     void giveUp();
     void advance();
+    void registryChanged();
     bool waitUntil(Clock::time_point deadline) const;
     void setTimer(std::chrono::nanoseconds delay);
     void onTimer();

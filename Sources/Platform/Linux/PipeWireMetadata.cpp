@@ -9,10 +9,17 @@ namespace tapwell {
 
 PipeWireMetadata::PipeWireMetadata(pw_registry* registry, std::uint32_t globalId,
                                    std::function<void()> changed)
-    : globalId_(globalId),
-      changed_(std::move(changed)),
-      proxy_(static_cast<pw_proxy*>(pw_registry_bind(registry, globalId, PW_TYPE_INTERFACE_Metadata,
-                                                     PW_VERSION_METADATA, 0))) {
+    : registry_(registry), globalId_(globalId), changed_(std::move(changed)) {
+    bind();
+}
+
+PipeWireMetadata::~PipeWireMetadata() {
+    unbind();
+}
+
+void PipeWireMetadata::bind() {
+    proxy_ = static_cast<pw_proxy*>(
+        pw_registry_bind(registry_, globalId_, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));
     if (proxy_ == nullptr) return;
     static const pw_metadata_events events = [] {
         pw_metadata_events made{};
@@ -23,22 +30,31 @@ PipeWireMetadata::PipeWireMetadata(pw_registry* registry, std::uint32_t globalId
     pw_metadata_add_listener(reinterpret_cast<pw_metadata*>(proxy_), &hook_, &events, this);
 }
 
-PipeWireMetadata::~PipeWireMetadata() {
+void PipeWireMetadata::unbind() {
     if (proxy_ == nullptr) return;
     spa_hook_remove(&hook_);
     pw_proxy_destroy(proxy_);
+    proxy_ = nullptr;
+}
+
+void PipeWireMetadata::renew() {
+    ++fruitlessRenewals_;
+    unbind();
+    bind();
 }
 
 int PipeWireMetadata::onProperty(void* self, std::uint32_t subject, const char* key, const char*,
                                  const char* value) {
     auto* metadata = static_cast<PipeWireMetadata*>(self);
     if (subject != PW_ID_CORE) return 0;
-    if (key == nullptr)
+    if (key == nullptr) {
         metadata->values_.clear();
-    else if (value == nullptr)
+    } else if (value == nullptr) {
         metadata->values_.erase(key);
-    else
+    } else {
         metadata->values_[key] = value;
+        metadata->fruitlessRenewals_ = 0;
+    }
     metadata->changed_();
     return 0;
 }

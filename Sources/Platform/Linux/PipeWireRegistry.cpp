@@ -8,6 +8,9 @@
 namespace tapwell {
 namespace {
 
+constexpr const char* kDefaultSinkKey = "default.audio.sink";
+constexpr const char* kDefaultSourceKey = "default.audio.source";
+
 std::string lookUp(const spa_dict& properties, const char* key) {
     const char* value = spa_dict_lookup(&properties, key);
     return value != nullptr ? value : "";
@@ -131,13 +134,32 @@ const PipeWireNode* PipeWireRegistry::defaultNode(const char* key) const {
 }
 
 const PipeWireNode* PipeWireRegistry::defaultSink() const {
-    const PipeWireNode* node = defaultNode("default.audio.sink");
+    const PipeWireNode* node = defaultNode(kDefaultSinkKey);
     return node != nullptr && node->isSink() ? node : nullptr;
 }
 
 const PipeWireNode* PipeWireRegistry::defaultSource() const {
-    const PipeWireNode* node = defaultNode("default.audio.source");
+    const PipeWireNode* node = defaultNode(kDefaultSourceKey);
     return node != nullptr && node->isSource() ? node : nullptr;
+}
+
+bool PipeWireRegistry::missesDefaults() const {
+    if (!defaults_) return false;
+    const auto isMissing = [this](const char* key, bool (PipeWireNode::*fits)() const) {
+        const bool hasDevice = std::any_of(nodes_.begin(), nodes_.end(), [fits](const auto& node) {
+            return (node.second.node.get()->*fits)();
+        });
+        return hasDevice && defaults_->value(key).empty();
+    };
+    return isMissing(kDefaultSinkKey, &PipeWireNode::isSink) ||
+           isMissing(kDefaultSourceKey, &PipeWireNode::isSource);
+}
+
+bool PipeWireRegistry::renewDefaults() {
+    constexpr int kUsefulRenewals = 3;
+    if (!defaults_ || defaults_->fruitlessRenewals() >= kUsefulRenewals) return false;
+    defaults_->renew();
+    return true;
 }
 
 double PipeWireRegistry::graphRate() const {

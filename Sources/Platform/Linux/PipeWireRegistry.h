@@ -34,6 +34,12 @@ public:
     /// The default source. The server names a sink there when it has no source; that is none.
     const PipeWireNode* defaultSource() const;
 
+    /// Whether a default is unknown though there are devices for it. The server loses what a
+    /// session manager that has just started says while we take up its object.
+    bool missesDefaults() const;
+    /// Asks for the defaults again, for the few times that this can help; false after those.
+    bool renewDefaults();
+
     /// The rate of the graph as configured, in Hz.
     double graphRate() const;
 

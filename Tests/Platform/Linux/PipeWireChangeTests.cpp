@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <csignal>
 #include <thread>
 
 namespace tapwell::test {
@@ -220,12 +221,29 @@ TEST(PipeWireChanges, ALaterCallFindsAServerThatIsBack) {
     EXPECT_EQ(reader.defaultSinkName(), "out-a");
 }
 
+/// The defaults come from the session manager's own process, which may be busy when we connect.
+TEST(PipeWireChanges, ASlowSessionManagerIsWaitedFor) {
+    const PrivateAudioServer server;
+    kill(server.sessionManagerPid(), SIGSTOP);
+    std::thread resume([&] {
+        std::this_thread::sleep_for(80ms);
+        kill(server.sessionManagerPid(), SIGCONT);
+    });
+    PipeWireAudioHardware hardware(ignoreLine);
+    const HardwareReader reader(hardware);
+    EXPECT_EQ(reader.defaultSinkName(), "out-a");
+    EXPECT_NE(reader.defaultSource(), kAudioObjectUnknown);
+    resume.join();
+}
+
 TEST(PipeWireChanges, ASessionManagerThatRestartsKeepsTheDevices) {
     PrivateAudioServer server;
     PipeWireAudioHardware hardware(ignoreLine);
     const HardwareReader reader(hardware);
     const AudioObjectID sink = reader.defaultSink();
     const AudioObjectID source = reader.defaultSource();
+    ASSERT_NE(sink, kAudioObjectUnknown);
+    ASSERT_NE(source, kAudioObjectUnknown);
     server.stopSessionManager();
     server.startSessionManager();
     EXPECT_TRUE(eventually([&] { return reader.defaultSink() == sink; }));
