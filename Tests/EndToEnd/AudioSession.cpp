@@ -43,7 +43,6 @@ AudioSession::AudioSession(const std::vector<std::string>& options, int sampleRa
 
 AudioSession::~AudioSession() {
     player_.reset();
-    microphone_.reset();
     // The end of its input is the server's end, and leaves nothing behind.
     server_->closeInput();
     server_->wait(soon());
@@ -92,37 +91,18 @@ void AudioSession::play(const TwoSidedSound& sound) {
                                  file.string()},
         environment_);
     const std::string speaker = defaultNode("default.audio.sink");
-    const std::string microphoneInput = microphoneInput_.empty()
-                                            ? defaultNode("default.audio.source") + ":input_MONO"
-                                            : microphoneInput_;
     link("feed:output_FL", speaker + ":playback_FL");
     link("feed:output_FL", speaker + ":playback_FR");
-    link("feed:output_FR", microphoneInput);
+    link("feed:output_FR", defaultNode("default.audio.source") + ":input_MONO");
 }
 
 void AudioSession::stopPlaying() {
     player_.reset();
 }
 
-void AudioSession::useHoldableMicrophone() {
-    microphone_ = std::make_unique<ChildProcess>(
-        std::vector<std::string>{
-            "pw-loopback", "-c", "1", "-m", "[MONO]", "-C", "0", "-P", "0",
-            "--capture-props=node.name=held-input node.autoconnect=false audio.position=[MONO]",
-            "--playback-props=node.name=held-microphone media.class=Audio/Source "
-            "audio.position=[MONO] priority.session=9000"},
-        environment_);
-    microphoneInput_ = "held-input:input_MONO";
-    waitUntil("holdable microphone",
-              [&] { return defaultNode("default.audio.source") == "held-microphone"; });
-}
-
-void AudioSession::holdMicrophone() {
-    microphone_->signal(SIGSTOP);
-}
-
-void AudioSession::releaseMicrophone() {
-    microphone_->signal(SIGCONT);
+void AudioSession::awaitDefaultMicrophone(const std::string& name) const {
+    waitUntil("default microphone " + name,
+              [&] { return defaultNode("default.audio.source") == name; });
 }
 
 void AudioSession::killServer() {

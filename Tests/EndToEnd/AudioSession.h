@@ -37,11 +37,8 @@ public:
     void play(const TwoSidedSound& sound);
     void stopPlaying();
 
-    /// Makes a microphone the default one that passes on what is played to it within the same
-    /// cycle of the server, and that can be held up so that it delivers no samples at all.
-    void useHoldableMicrophone();
-    void holdMicrophone();
-    void releaseMicrophone();
+    /// Returns when the default microphone is the named one.
+    void awaitDefaultMicrophone(const std::string& name) const;
 
     /// Kills the server's processes.
     void killServer();
@@ -57,8 +54,6 @@ private:
     TapwellProcess::Environment environment_;
     std::unique_ptr<ChildProcess> server_;
     std::unique_ptr<ChildProcess> player_;
-    std::unique_ptr<ChildProcess> microphone_;
-    std::string microphoneInput_;
 };
 
 }  // namespace tapwell::test

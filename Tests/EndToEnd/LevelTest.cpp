@@ -1,3 +1,4 @@
+#include "EndToEnd/ClockedSound.h"
 #include "EndToEnd/RecordingTest.h"
 #include "Support/MultiToneFit.h"
 
@@ -70,9 +71,9 @@ TEST_F(LevelTest, LimitsTheMicrophoneToHalfOfFullScale) {
 
 TEST_F(LevelTest, PassesTheSpeakerAloneAtFullGainWhileTheMicrophoneDeliversNothing) {
     launch();
-    audio().useHoldableMicrophone();
-    playTones(0.5, 0.05);
-    audio().holdMicrophone();
+    // Whole periods, so that the tones go on where they are repeated.
+    const ClockedSound sound(audio(), {tone(1000, 0.5, 1, 48000), tone(440, 0.05, 1, 48000)});
+    audio().awaitDefaultMicrophone(ClockedSound::microphoneName);
     record(file(), 3s);
     const DecodedAudio audio = decoded(file());
     ASSERT_GT(audio.decodedSeconds(), 2.5);
