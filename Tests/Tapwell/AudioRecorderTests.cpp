@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -303,14 +304,80 @@ TEST_F(Recorder, CrystalsThatDisagreeStayInStep) {
 }
 
 TEST_F(Recorder, ModesThatThisBuildLacksAreRefusedClearly) {
-    host.simulatedEnvironment.variables = {{"TL_RECORDER_RTMPS_MODE", "1"},
-                                           {"TL_MACOS_DUAL_TRACK_RECORDING", "1"}};
+    host.simulatedEnvironment.variables = {{"TL_MACOS_DUAL_TRACK_RECORDING", "1"}};
     make().start(path);
-    EXPECT_THAT(events().at(0), HasSubstr("TL_RECORDER_RTMPS_MODE is set, but this build"));
-    host.simulatedEnvironment.variables.erase("TL_RECORDER_RTMPS_MODE");
-    recorder->start(path);
-    EXPECT_THAT(events().at(1), HasSubstr("TL_MACOS_DUAL_TRACK_RECORDING is set, but this build"));
+    EXPECT_THAT(events().at(0), HasSubstr("TL_MACOS_DUAL_TRACK_RECORDING is set, but this build"));
     expectIdleWithNothingLeft();
+}
+
+TEST_F(Recorder, StreamingWinsOverDualTracksAndRunsAt48000) {
+    host.simulatedEnvironment.variables = {{"TL_RECORDER_RTMPS_MODE", "1"},
+                                           {"TL_MACOS_DUAL_TRACK_RECORDING", "1"},
+                                           {"TL_RECORDER_STT_ENABLED", "1"}};
+    speakerDevice().format = *AudioFormat::make(CommonFormat::pcmFloat32, 16000, 1, true);
+    make();
+    record(2s);
+    EXPECT_EQ(logged("RTMPS mode: stereo PCM stdout @ 48000.0 Hz (L=mic R=system)"), 1);
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_EQ(providers.size(), 1U) << "the one made in advance is not used";
+    EXPECT_EQ(providers[0]->fed, 0U);
+
+    // Event lines stand between whole frames.
+    const std::string& output = host.simulatedStreams.output();
+    std::vector<float> left;
+    std::vector<float> right;
+    std::vector<std::string> lines;
+    for (std::size_t at = 0; at < output.size();) {
+        if (output.compare(at, 4, "TLPC") != 0) {
+            const std::size_t end = output.find('\n', at);
+            lines.push_back(output.substr(at, end - at));
+            at = end + 1;
+            continue;
+        }
+        std::uint32_t length = 0;
+        std::memcpy(&length, output.data() + at + 4, 4);
+        for (std::size_t i = at + 8; i < at + 8 + length; i += 4) {
+            std::int16_t pair[2];
+            std::memcpy(pair, output.data() + i, 4);
+            left.push_back(static_cast<float>(pair[0]) / 32767.0F);
+            right.push_back(static_cast<float>(pair[1]) / 32767.0F);
+        }
+        at += 8 + length;
+    }
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0], started());
+    EXPECT_THAT(lines[1], HasSubstr("finalized"));
+    ASSERT_GT(left.size(), 90000U);
+    const auto middle = [](const std::vector<float>& side) {
+        return std::span(side).subspan(9600, 72000);
+    };
+    EXPECT_NEAR(test::fitTone(middle(left), 440.0 / 48000).amplitude, 0.3, 0.001);
+    EXPECT_NEAR(test::fitTone(middle(right), 997.0 / 48000).amplitude, 0.5, 0.001);
+    EXPECT_EQ(logged("RTMPS capture stopped: pcmBytesEmitted=" + std::to_string(left.size() * 4) +
+                     " framesDropped=0"),
+              1);
+}
+
+TEST_F(Recorder, ADebugCopyOfTheMonoMixStandsBesideTheRecording) {
+    host.simulatedEnvironment.variables["TL_RECORDER_DEBUG_WAV"] = "1";
+    make();
+    record(1s);
+    const std::string wav = folder.path("upload_audio_debug.wav");
+    EXPECT_EQ(std::filesystem::file_size(wav), 44 + 2 * recorded().size());
+    path = folder.path("stereo.m4a");
+    std::filesystem::remove(wav);
+    host.simulatedEnvironment.variables["TL_MACOS_UPLOAD_STEREO_LR"] = "1";
+    record(1s);
+    EXPECT_FALSE(std::filesystem::exists(wav)) << "there is no mono mix in the stereo layout";
+}
+
+TEST_F(Recorder, ADebugCopyThatCannotBeWrittenDoesNotHarmTheRecording) {
+    host.simulatedEnvironment.variables["TL_RECORDER_DEBUG_WAV"] = "1";
+    std::filesystem::create_directory(folder.path("upload_audio_debug.wav"));
+    make();
+    record(1s);
+    EXPECT_EQ(logged("Cannot write debug WAV"), 1);
+    EXPECT_THAT(events().back(), HasSubstr("finalized"));
 }
 
 TEST_F(Recorder, TenRecordingsInARowLeaveNothingBehind) {

@@ -19,6 +19,13 @@ constexpr const char* kSystemAudioPermissionMessage =
     "System audio capture permission required. Open System Settings → Privacy & Security, find "
     "system audio capture for Tolvane or tapwell, enable it, then restart the app.";
 
+/// Of the PCM that a live stream is made of.
+constexpr double kStreamingMixHz = 48000;
+
+std::string besideOutput(const std::string& outputPath, const char* name) {
+    return (std::filesystem::path(outputPath).parent_path() / name).string();
+}
+
 }  // namespace
 
 AudioRecorder::AudioRecorder(Services services)
@@ -59,10 +66,11 @@ void AudioRecorder::start(const std::string& outputPath) {
             failStart(kDeviceNotAvailable, "Could not resolve tap audio format.");
             return;
         }
-        chooseSessionMixRate();
+        const CaptureMode mode = chooseCaptureMode();
+        chooseSessionMixRate(mode);
         micEngine_ = MicrophonePCMEngine::create(
             {services_.hardware, services_.queues, services_.clock}, log_.withArea("mic-engine"));
-        buildSinks(outputPath);
+        buildSinks(mode, outputPath);
         startCapture();
     } catch (const RecorderCoreAudioError& error) {
         if (error.isSystemAudioPermissionDenied())
@@ -84,15 +92,22 @@ void AudioRecorder::prepareSystemTap() {
     systemTap_->prepareExcludeTapwellPid();
 }
 
-void AudioRecorder::chooseSessionMixRate() {
-    if (RecorderRtmpsMode::isEnabled(services_.environment))
-        throw RecorderError("Tapwell", 0,
-                            "TL_RECORDER_RTMPS_MODE is set, but this build cannot stream PCM. "
-                            "Unset it to record to a file.");
+AudioRecorder::CaptureMode AudioRecorder::chooseCaptureMode() const {
+    if (RecorderRtmpsMode::isEnabled(services_.environment)) return CaptureMode::rtmps;
     if (RecorderDualTrackMode::isEnabled(services_.environment))
-        throw RecorderError("Tapwell", 0,
+        throw RecorderError(0,
                             "TL_MACOS_DUAL_TRACK_RECORDING is set, but this build cannot record "
                             "dual tracks. Unset it to record the mix.");
+    return CaptureMode::singleFile;
+}
+
+void AudioRecorder::chooseSessionMixRate(CaptureMode mode) {
+    if (mode == CaptureMode::rtmps) {
+        sessionMixHz_ = kStreamingMixHz;
+        log_.line("RTMPS mode: stereo PCM stdout @ " + shortestText(sessionMixHz_) +
+                  " Hz (L=mic R=system)");
+        return;
+    }
     const double tapNominal = systemTap_->tapAVFormat()->sampleRate();
     const auto output = recorderDefaultSystemOutputDeviceObjectID(services_.hardware);
     sessionMixHz_ = RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
@@ -109,19 +124,35 @@ std::string AudioRecorder::nominalRateText(std::optional<AudioObjectID> device) 
     return rate ? fixedText(*rate, 1) : "nil";
 }
 
-void AudioRecorder::buildSinks(const std::string& outputPath) {
+void AudioRecorder::buildSinks(CaptureMode mode, const std::string& outputPath) {
     const RecorderUploadLayout layout = currentUploadLayout(services_.environment);
     log_.line(std::string("upload layout=") + layoutName(layout) +
               " (TL_MACOS_UPLOAD_STEREO_LR for stereo L=mic R=system)");
+    if (mode == CaptureMode::singleFile) {
+        buildFileSinks(layout, outputPath);
+        return;
+    }
+    rtmpsPcmSink_ = RtmpsPcmStdoutSink::create(services_.queues, services_.streams);
+    router_ = MixedPCMFeedRouter::create(
+        {services_.queues, services_.clock, services_.converters, services_.streams}, rtmpsPcmSink_,
+        sessionMixHz_);
+}
+
+void AudioRecorder::buildFileSinks(RecorderUploadLayout layout, const std::string& outputPath) {
     const TrackSinkEncoding encoding = layout == RecorderUploadLayout::stereoLR
                                            ? TrackSinkEncoding::mixedStereoFloatPCMToAAC
                                            : TrackSinkEncoding::mixedMonoFloatPCMToAAC;
     trackSink_ = TrackSink::create({services_.writers, services_.queues, services_.streams},
                                    outputPath, "mixed", encoding,
                                    [this](std::int64_t bytes) { progressState_.addBytes(bytes); });
+    if (RecorderDebugMixedWavSink::shouldRecordDebugWav(services_.environment) &&
+        layout == RecorderUploadLayout::monoMix)
+        debugWavSink_ = std::make_shared<RecorderDebugMixedWavSink>(
+            besideOutput(outputPath, "upload_audio_debug.wav"),
+            static_cast<std::uint32_t>(sessionMixHz_), log_.withArea("debug-wav"));
     router_ = MixedPCMFeedRouter::create(
         {services_.queues, services_.clock, services_.converters, services_.streams}, trackSink_,
-        sessionMixHz_, layout);
+        sessionMixHz_, layout, debugWavSink_);
 }
 
 void AudioRecorder::startCapture() {
@@ -148,7 +179,7 @@ void AudioRecorder::startCapture() {
 }
 
 void AudioRecorder::startTranscription() {
-    if (!RecorderSTTMode::isEnabled(services_.environment)) return;
+    if (!RecorderSTTMode::isEnabled(services_.environment) || rtmpsPcmSink_) return;
     const std::string locale = services_.environment.localeIdentifier();
     if (prewarmedSTTProvider_) {
         log_.line("STT: reusing pre-warmed " + prewarmedSTTProvider_->typeName());
@@ -177,9 +208,8 @@ void AudioRecorder::stop() {
     stopCapture();
     router_->logDiagnosticsAfterStopCapture();
     router_->flushMixedTail();
-    finishRecordingFile();
-    router_.reset();
-    trackSink_.reset();
+    finishSinks();
+    dropSinks();
     events_.emitEvent(FinalizedEvent{outputPath_, progressState_.bytesWritten(),
                                      progressState_.elapsedMs(services_.clock.now())});
 }
@@ -195,6 +225,35 @@ void AudioRecorder::stopCapture() {
         systemTap_.reset();
         tapIOQueue_->sync([] {});
     }
+}
+
+void AudioRecorder::finishSinks() {
+    if (rtmpsPcmSink_) {
+        rtmpsPcmSink_->flush();
+        log_.line("RTMPS capture stopped: pcmBytesEmitted=" +
+                  std::to_string(rtmpsPcmSink_->bytesEmitted()) +
+                  " framesDropped=" + std::to_string(rtmpsPcmSink_->framesDropped()));
+        return;
+    }
+    finishDebugWav();
+    finishRecordingFile();
+}
+
+/// The recording does not suffer when its diagnosis cannot be written.
+void AudioRecorder::finishDebugWav() {
+    if (!debugWavSink_) return;
+    try {
+        debugWavSink_->finalizeSync();
+    } catch (const RecorderError& error) {
+        log_.line(error.description());
+    }
+}
+
+void AudioRecorder::dropSinks() {
+    router_.reset();
+    trackSink_.reset();
+    debugWavSink_.reset();
+    rtmpsPcmSink_.reset();
 }
 
 void AudioRecorder::finishRecordingFile() {
@@ -219,8 +278,7 @@ void AudioRecorder::tearDownAfterFailedStart() {
     if (prewarmedSTTProvider_) prewarmedSTTProvider_->stop();
     prewarmedSTTProvider_.reset();
     stopCapture();
-    router_.reset();
-    trackSink_.reset();
+    dropSinks();
 }
 
 }  // namespace tapwell

@@ -65,13 +65,20 @@ public:
 
 private:
     void prewarmSpeechProvider();
+    enum class CaptureMode { singleFile, rtmps };
+
     void prepareSystemTap();
-    void chooseSessionMixRate();
-    void buildSinks(const std::string& outputPath);
+    CaptureMode chooseCaptureMode() const;
+    void chooseSessionMixRate(CaptureMode mode);
+    void buildSinks(CaptureMode mode, const std::string& outputPath);
+    void buildFileSinks(RecorderUploadLayout layout, const std::string& outputPath);
     void startCapture();
     void startTranscription();
     void stopCapture();
+    void finishSinks();
+    void finishDebugWav();
     void finishRecordingFile();
+    void dropSinks();
     void failStart(const std::string& code, const std::string& message);
     void tearDownAfterFailedStart();
     std::string nominalRateText(std::optional<AudioObjectID> device) const;
@@ -84,6 +91,8 @@ private:
     std::shared_ptr<SystemAudioTapSession> systemTap_;
     std::shared_ptr<MicrophonePCMEngine> micEngine_;
     std::shared_ptr<TrackSink> trackSink_;
+    std::shared_ptr<RecorderDebugMixedWavSink> debugWavSink_;
+    std::shared_ptr<RtmpsPcmStdoutSink> rtmpsPcmSink_;
     std::shared_ptr<MixedPCMFeedRouter> router_;
     std::shared_ptr<SpeechRecognitionProvider> sttProvider_;
     std::shared_ptr<SpeechRecognitionProvider> prewarmedSTTProvider_;

@@ -32,15 +32,24 @@ std::variant<MixedPCMSampleBuilder, StereoPCMSampleBuilder> makeBuilder(Recorder
 
 }  // namespace
 
-std::shared_ptr<MixedPCMFeedRouter> MixedPCMFeedRouter::create(const Services& services,
-                                                               std::shared_ptr<TrackSink> sink,
-                                                               double mixBusSampleRateHz,
-                                                               RecorderUploadLayout uploadLayout) {
+std::shared_ptr<MixedPCMFeedRouter> MixedPCMFeedRouter::create(
+    const Services& services, std::shared_ptr<TrackSink> sink, double mixBusSampleRateHz,
+    RecorderUploadLayout uploadLayout, std::shared_ptr<RecorderDebugMixedWavSink> debugWavSink) {
+    if (uploadLayout == RecorderUploadLayout::stereoLR) debugWavSink.reset();
     return std::shared_ptr<MixedPCMFeedRouter>(
-        new MixedPCMFeedRouter(services, std::move(sink), mixBusSampleRateHz, uploadLayout));
+        new MixedPCMFeedRouter(services, {std::move(sink), nullptr, std::move(debugWavSink)},
+                               mixBusSampleRateHz, uploadLayout));
 }
 
-MixedPCMFeedRouter::MixedPCMFeedRouter(const Services& services, std::shared_ptr<TrackSink> sink,
+std::shared_ptr<MixedPCMFeedRouter> MixedPCMFeedRouter::create(
+    const Services& services, std::shared_ptr<RtmpsPcmStdoutSink> rtmpsPcmSink,
+    double mixBusSampleRateHz) {
+    return std::shared_ptr<MixedPCMFeedRouter>(
+        new MixedPCMFeedRouter(services, {nullptr, std::move(rtmpsPcmSink), nullptr},
+                               mixBusSampleRateHz, RecorderUploadLayout::stereoLR));
+}
+
+MixedPCMFeedRouter::MixedPCMFeedRouter(const Services& services, Sinks sinks,
                                        double mixBusSampleRateHz, RecorderUploadLayout uploadLayout)
     : uploadLayout_(uploadLayout),
       mixBusSampleRateHz_(mixBusSampleRateHz),
@@ -51,7 +60,7 @@ MixedPCMFeedRouter::MixedPCMFeedRouter(const Services& services, std::shared_ptr
                        Log(services.streams, "pcm-mix-bus")),
       micConverter_(mixBusSampleRateHz, services.converters, Log(services.streams, "pcm-mix-bus")),
       systemClock_(services.clock),
-      sink_(std::move(sink)),
+      sinks_(std::move(sinks)),
       mixer_(makeMixer(uploadLayout, mixBusSampleRateHz, services.streams)),
       sampleBuilder_(makeBuilder(uploadLayout, mixBusSampleRateHz)),
       mixQueue_(services.queues.makeSerialQueue("Tapwell.MixedPCMFeedRouter.Mix",
@@ -196,11 +205,15 @@ DualStreamMixer::EmitFrame MixedPCMFeedRouter::emitter() {
 }
 
 void MixedPCMFeedRouter::emitFrame(MediaTime presentationTime, const std::vector<float>& frame) {
-    try {
-        sink_->append(buildSampleBuffer(presentationTime, frame));
-    } catch (const std::exception& error) {
-        log_.line(std::string("dropped a mixed frame: ") + error.what());
+    if (sinks_.file) {
+        try {
+            sinks_.file->append(buildSampleBuffer(presentationTime, frame));
+        } catch (const std::exception& error) {
+            log_.line(std::string("dropped a mixed frame: ") + error.what());
+        }
     }
+    if (sinks_.rtmpsPcm) sinks_.rtmpsPcm->pushInterleavedFloatStereo(frame);
+    if (sinks_.debugWav) sinks_.debugWav->appendMonoFloatSamples(frame);
     if (sttCallback_ && uploadLayout_ == RecorderUploadLayout::monoMix)
         sttCallback_(frame, presentationTime);
 }
@@ -236,11 +249,12 @@ void MixedPCMFeedRouter::logDiagnosticsAfterStopCapture() {
     mixQueue_->sync([&] { hasAnyMicSample = mixer_->hasAnyMicSample(); });
     log_.line(line + "; mixer.hasAnyMicSample=" + boolText(hasAnyMicSample) +
               "; mixBusHz=" + shortestText(mixBusSampleRateHz_));
-    if (!sink_) return;
+    if (!sinks_.file) return;
     log_.line("mixed TrackSink before finishWriting: appendedBuffers=" +
-              std::to_string(sink_->appendedBufferCount()) +
-              " appendFailures=" + std::to_string(sink_->appendFailureCount()) + " hadAnySample=" +
-              boolText(sink_->hadAnySample()) + " bytes=" + std::to_string(sink_->bytesWritten()));
+              std::to_string(sinks_.file->appendedBufferCount()) +
+              " appendFailures=" + std::to_string(sinks_.file->appendFailureCount()) +
+              " hadAnySample=" + boolText(sinks_.file->hadAnySample()) +
+              " bytes=" + std::to_string(sinks_.file->bytesWritten()));
 }
 
 }  // namespace tapwell

@@ -12,6 +12,8 @@
 #include "Tapwell/MixBus/PCMToMixBusConverter.h"
 #include "Tapwell/MixBus/SystemClockEstimate.h"
 #include "Tapwell/Outputs/MixedPCMSampleBuilder.h"
+#include "Tapwell/Outputs/RecorderDebugMixedWavSink.h"
+#include "Tapwell/Outputs/RtmpsPcmStdoutSink.h"
 #include "Tapwell/Outputs/StereoPCMSampleBuilder.h"
 #include "Tapwell/Outputs/TrackSink.h"
 
@@ -41,12 +43,18 @@ public:
         StandardStreams& streams;
     };
 
-    /// `mixBusSampleRateHz`: the session's mix rate. Throws RecorderError for a rate that the
-    /// converters refuse.
-    static std::shared_ptr<MixedPCMFeedRouter> create(const Services& services,
-                                                      std::shared_ptr<TrackSink> sink,
-                                                      double mixBusSampleRateHz,
-                                                      RecorderUploadLayout uploadLayout);
+    /// Into a file. `mixBusSampleRateHz`: the session's mix rate. `debugWavSink` may be null, and
+    /// is not kept in the stereo layout. Throws RecorderError for a rate that the converters
+    /// refuse.
+    static std::shared_ptr<MixedPCMFeedRouter> create(
+        const Services& services, std::shared_ptr<TrackSink> sink, double mixBusSampleRateHz,
+        RecorderUploadLayout uploadLayout,
+        std::shared_ptr<RecorderDebugMixedWavSink> debugWavSink = nullptr);
+
+    /// Onto standard output, in the stereo layout, with no file.
+    static std::shared_ptr<MixedPCMFeedRouter> create(
+        const Services& services, std::shared_ptr<RtmpsPcmStdoutSink> rtmpsPcmSink,
+        double mixBusSampleRateHz);
 
     /// Until this is set, buffers are dropped; the microphone's are counted.
     void setCaptureStarted(bool started) { captureStarted_.store(started); }
@@ -82,8 +90,15 @@ public:
 private:
     enum class Source { system, microphone };
 
-    MixedPCMFeedRouter(const Services& services, std::shared_ptr<TrackSink> sink,
-                       double mixBusSampleRateHz, RecorderUploadLayout uploadLayout);
+    /// Where frames go; those that there are.
+    struct Sinks {
+        std::shared_ptr<TrackSink> file;
+        std::shared_ptr<RtmpsPcmStdoutSink> rtmpsPcm;
+        std::shared_ptr<RecorderDebugMixedWavSink> debugWav;
+    };
+
+    MixedPCMFeedRouter(const Services& services, Sinks sinks, double mixBusSampleRateHz,
+                       RecorderUploadLayout uploadLayout);
 
     MediaTime systemPresentationTime(const PcmBuffer& buffer, const AudioTimeStamp& stamp,
                                      std::optional<double> clockHz,
@@ -107,7 +122,7 @@ private:
     PCMToMixBusConverter systemConverter_;  ///< of the tap's queue
     PCMToMixBusConverter micConverter_;     ///< of the microphone's queue
     SystemClockEstimate systemClock_;
-    const std::shared_ptr<TrackSink> sink_;
+    const Sinks sinks_;
     std::atomic<bool> captureStarted_{false};
     std::atomic<bool> systemPathResetPending_{false};
     std::atomic<bool> micPathResetPending_{false};
