@@ -12,9 +12,7 @@ public:
     /// `hardware` must outlive this object.
     explicit LinuxAuthorization(const PipeWireAudioHardware& hardware) : hardware_(hardware) {}
 
-    long microphoneStatus() override {
-        return hardware_.isAccessRefused() ? kDenied : kAuthorized;
-    }
+    long microphoneStatus() override { return hardware_.isAccessRefused() ? kDenied : kAuthorized; }
     void requestMicrophoneAccess(std::function<void(bool granted)> completion) override {
         completion(!hardware_.isAccessRefused());
     }

@@ -39,6 +39,8 @@ int releaseLibrary(dl_phdr_info* library, std::size_t, void*) {
 
 }  // namespace
 
-void releaseStartupPages() { dl_iterate_phdr(releaseLibrary, nullptr); }
+void releaseStartupPages() {
+    dl_iterate_phdr(releaseLibrary, nullptr);
+}
 
 }  // namespace tapwell

@@ -17,6 +17,13 @@ bool isUsable(double rate) {
     return std::isfinite(rate) && rate > 0;
 }
 
+constexpr double kUnknown = 0;
+
+double usableOrUnknown(std::optional<double> rate) {
+    const double value = rate.value_or(kUnknown);
+    return isUsable(value) ? value : kUnknown;
+}
+
 bool isBluetooth(AudioHardware& hardware, AudioObjectID device) {
     const auto transport = recorderTransportType(hardware, device);
     return transport == kAudioDeviceTransportTypeBluetooth ||
@@ -45,27 +52,23 @@ double RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
     AudioHardware& hardware, std::optional<AudioObjectID> defaultOutputDeviceID,
     double tapNominalHz, std::optional<double> aggregateActualSampleRateHz) {
     const double tapRate = isUsable(tapNominalHz) ? tapNominalHz : kDefaultRateHz;
-    std::optional<double> aggregateRate = aggregateActualSampleRateHz;
-    if (aggregateRate && !isUsable(*aggregateRate)) aggregateRate.reset();
-
+    const double aggregateRate = usableOrUnknown(aggregateActualSampleRateHz);
     if (defaultOutputDeviceID.value_or(kAudioObjectUnknown) == kAudioObjectUnknown)
-        return pickNearestStandard(aggregateRate.value_or(tapRate));
+        return pickNearestStandard(aggregateRate != kUnknown ? aggregateRate : tapRate);
 
     const AudioObjectID device = *defaultOutputDeviceID;
-    // 0: unknown.
-    const double readRate = recorderNominalSampleRate(hardware, device).value_or(0);
-    const double deviceRate = isUsable(readRate) ? readRate : 0;
-
+    const double deviceRate = usableOrUnknown(recorderNominalSampleRate(hardware, device));
     double candidate = tapRate;
-    if (aggregateRate && std::abs(*aggregateRate - tapRate) > 0.5)
-        candidate = *aggregateRate;
-    else if (deviceRate > 0 && deviceRate < tapRate)
+    if (aggregateRate != kUnknown && std::abs(aggregateRate - tapRate) > 0.5)
+        candidate = aggregateRate;
+    else if (deviceRate != kUnknown && deviceRate < tapRate)
         candidate = deviceRate;
 
     if (isBluetooth(hardware, device)) return bluetoothRate(candidate);
     if (candidate >= 44000) return kDefaultRateHz;
     if (candidate < 22000)
-        return pickNearestStandard(std::max(candidate, deviceRate > 0 ? deviceRate : tapRate));
+        return pickNearestStandard(
+            std::max(candidate, deviceRate != kUnknown ? deviceRate : tapRate));
     return pickNearestStandard(candidate);
 }
 
