@@ -9,9 +9,12 @@
 
 namespace tapwell::test {
 
-void RecordingTest::launch(const std::vector<std::string>& serverOptions, int sampleRate) {
+void RecordingTest::launch(const std::vector<std::string>& serverOptions, int sampleRate,
+                           const TapwellProcess::Environment& switches) {
     audio_ = std::make_unique<AudioSession>(serverOptions, sampleRate);
-    tapwell_ = std::make_unique<TapwellProcess>(TAPWELL_PROGRAM, audio_->environment());
+    TapwellProcess::Environment environment = switches;
+    environment.merge(TapwellProcess::Environment(audio_->environment()));
+    tapwell_ = std::make_unique<TapwellProcess>(TAPWELL_PROGRAM, environment);
 }
 
 void RecordingTest::launchWithoutServer(const TapwellProcess::Environment& environment) {

@@ -20,8 +20,9 @@ class RecordingTest : public testing::Test {
 protected:
     using Milliseconds = std::chrono::milliseconds;
 
-    /// Starts the server and the program.
-    void launch(const std::vector<std::string>& serverOptions = {}, int sampleRate = 48000);
+    /// Starts the server and the program, the latter with these variables too.
+    void launch(const std::vector<std::string>& serverOptions = {}, int sampleRate = 48000,
+                const TapwellProcess::Environment& switches = {});
 
     /// Starts the program for a server that the test has named in `environment`.
     void launchWithoutServer(const TapwellProcess::Environment& environment);
