@@ -43,9 +43,9 @@ class PurityTest : public RecordingTest, public testing::WithParamInterface<Case
 protected:
     void playTone(Side side, int rate) {
         const double peak = side == Side::speaker ? 0.5 : 0.08;
-        const std::vector<float> steady = tone(frequencyHz, peak, 14, rate);
-        audio().play(side == Side::speaker ? TwoSidedSound{steady, silence(14, rate)}
-                                           : TwoSidedSound{silence(14, rate), steady});
+        const std::vector<float> steady = tone(frequencyHz, peak, 10, rate);
+        audio().play(side == Side::speaker ? TwoSidedSound{steady, silence(10, rate)}
+                                           : TwoSidedSound{silence(10, rate), steady});
     }
 
     DecodedAudio recordTone(Side side, Onset onset, int rate) {
@@ -55,7 +55,7 @@ protected:
             letPass(200ms);
             playTone(side, rate);
         }
-        letPass(5s);
+        letPass(4s);
         stop(file());
         return decoded(file());
     }
@@ -72,19 +72,18 @@ std::span<const float> steadyPart(const DecodedAudio& audio) {
     return std::span(audio.samples).subspan(std::min(first, end), end - std::min(first, end));
 }
 
-// What the codec leaves beside a steady tone, as a part of the tone's peak. Its quantizer settles
-// in one of two ways, by what the first frames hold: from silence it is 0.0003, at most 0.0008;
-// with the tone at once it may stay at 0.008, at most 0.02, for seconds.
-double worstCodecResidual(Onset onset) {
-    return onset == Onset::during ? 0.003 : 0.03;
-}
+// What may be left beside a steady tone, as a part of its peak: the codec alone leaves 0.00006, in
+// its worst window 0.00025; one lost sample leaves 0.04.
+constexpr double worstResidual = 0.001;
 
 TEST_P(PurityTest, AToneStaysWhole) {
     const auto [rate, side, onset] = GetParam();
-    launch({}, rate);
+    // A sanitizer's build cannot keep up with the usual cycles of a server when it is disturbed.
+    const std::string quantum = TAPWELL_SANITIZED ? "4096" : "1024";
+    launch({"--quantum", quantum}, rate);
     const DecodedAudio audio = recordTone(side, onset, rate);
     const std::span<const float> steady = steadyPart(audio);
-    ASSERT_GT(static_cast<double>(steady.size()) / audio.sampleRate, 4.5);
+    ASSERT_GT(static_cast<double>(steady.size()) / audio.sampleRate, 3.5);
 
     const double measuredHz = measuredFrequencyHz(steady, audio.sampleRate, frequencyHz);
     EXPECT_NEAR(measuredHz, frequencyHz, 0.05);
@@ -96,7 +95,7 @@ TEST_P(PurityTest, AToneStaysWhole) {
     const auto worst = std::max_element(residuals.begin(), residuals.end());
     const auto worstSample = (steady.data() - audio.samples.data()) +
                              (worst - residuals.begin()) * static_cast<std::ptrdiff_t>(windowSize);
-    EXPECT_LT(*worst / peak, worstCodecResidual(onset))
+    EXPECT_LT(*worst / peak, worstResidual)
         << "discontinuity " << static_cast<double>(worstSample) / audio.sampleRate
         << " s into the recording";
     std::cout << "frequency " << measuredHz << " Hz, residual " << median(residuals) / peak

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <iostream>
 #include <numbers>
 #include <thread>
@@ -49,12 +50,16 @@ DecodedAudio RecordingTest::decoded(const std::filesystem::path& path) {
 }
 
 void RecordingTest::TearDown() {
-    if (HasFailure() && tapwell_) {
-        constexpr std::size_t longest = 4000;
-        const std::string log = tapwell_->standardError().text();
-        std::cerr << "--- what the program logged last\n"
-                  << log.substr(log.size() - std::min(longest, log.size()));
-    }
+    if (!tapwell_) return;
+    // Also what a sanitizer has to say at the end shows in the exit status.
+    const auto ending = tapwell_->endInput();
+    const bool endedWell = ending && (ending->exitStatus == 0 || ending->signal == SIGKILL);
+    EXPECT_TRUE(endedWell) << "the program did not end as it should";
+    if (!HasFailure()) return;
+    constexpr std::size_t longest = 8000;
+    const std::string log = tapwell_->standardError().text();
+    std::cerr << "--- what the program logged last\n"
+              << log.substr(log.size() - std::min(longest, log.size()));
 }
 
 std::vector<float> tone(double frequencyHz, double peak, double seconds, int sampleRate) {
