@@ -10,6 +10,7 @@
 #include <cmath>
 #include <numbers>
 #include <span>
+#include <vector>
 
 namespace tapwell::test {
 namespace {
@@ -28,6 +29,27 @@ std::span<const float> middle(const DecodedAudio& audio) {
     return std::span(audio.samples).subspan(margin, audio.samples.size() - 2 * margin);
 }
 
+/// The amplitudes of tones in the recording: of each the median over short windows, so that a cycle
+/// that a busy machine cost the server, a jump of phase, does not pass for a change of level.
+std::vector<double> amplitudes(const DecodedAudio& audio, std::span<const double> frequenciesHz) {
+    const std::size_t windowSize = static_cast<std::size_t>(audio.sampleRate) / 20;
+    const std::span<const float> samples = middle(audio);
+    std::vector<std::vector<double>> found(frequenciesHz.size());
+    for (std::size_t first = 0; first + windowSize <= samples.size(); first += windowSize) {
+        const MultiToneFit fit =
+            MultiToneFit::of(samples.subspan(first, windowSize), audio.sampleRate, frequenciesHz);
+        for (std::size_t tone = 0; tone < found.size(); ++tone) {
+            found[tone].push_back(fit.amplitudes[tone]);
+        }
+    }
+    std::vector<double> medians;
+    for (std::vector<double>& values : found) {
+        std::sort(values.begin(), values.end());
+        medians.push_back(values.at(values.size() / 2));
+    }
+    return medians;
+}
+
 class LevelTest : public RecordingTest {
 protected:
     void playTones(double speakerPeak, double microphonePeak) {
@@ -43,9 +65,9 @@ TEST_F(LevelTest, MixesHalfTheSpeakerWithThreeTimesTheMicrophone) {
     ASSERT_GT(audio.decodedSeconds(), 4.8);
 
     const std::array<double, 2> frequencies{1000, 440};
-    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
-    EXPECT_NEAR(decibels(fit.amplitudes[0] / 0.25), 0, toleranceDecibels);
-    EXPECT_NEAR(decibels(fit.amplitudes[1] / 0.15), 0, toleranceDecibels);
+    const std::vector<double> found = amplitudes(audio, frequencies);
+    EXPECT_NEAR(decibels(found[0] / 0.25), 0, toleranceDecibels);
+    EXPECT_NEAR(decibels(found[1] / 0.15), 0, toleranceDecibels);
 }
 
 TEST_F(LevelTest, LimitsTheMicrophoneToHalfOfFullScale) {
@@ -61,8 +83,8 @@ TEST_F(LevelTest, LimitsTheMicrophoneToHalfOfFullScale) {
     const double clippedFundamental =
         2 / std::numbers::pi * (3 * std::asin(1.0 / 3) + std::sqrt(1 - 1.0 / 9));
     const std::array<double, 1> frequencies{440};
-    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
-    EXPECT_NEAR(decibels(fit.amplitudes[0] / (0.5 * clippedFundamental)), 0, toleranceDecibels);
+    const std::vector<double> found = amplitudes(audio, frequencies);
+    EXPECT_NEAR(decibels(found[0] / (0.5 * clippedFundamental)), 0, toleranceDecibels);
     EXPECT_LT(std::abs(*std::max_element(
                   middle(audio).begin(), middle(audio).end(),
                   [](float left, float right) { return std::abs(left) < std::abs(right); })),
@@ -79,9 +101,9 @@ TEST_F(LevelTest, PassesTheSpeakerAloneAtFullGainWhileTheMicrophoneDeliversNothi
     ASSERT_GT(audio.decodedSeconds(), 2.5);
 
     const std::array<double, 2> frequencies{1000, 440};
-    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
-    EXPECT_NEAR(decibels(fit.amplitudes[0] / 0.5), 0, toleranceDecibels);
-    EXPECT_LT(fit.amplitudes[1], 0.001);
+    const std::vector<double> found = amplitudes(audio, frequencies);
+    EXPECT_NEAR(decibels(found[0] / 0.5), 0, toleranceDecibels);
+    EXPECT_LT(found[1], 0.001);
 }
 
 TEST_F(LevelTest, RecordsTheMicrophoneWhileNothingIsPlayed) {
@@ -92,8 +114,8 @@ TEST_F(LevelTest, RecordsTheMicrophoneWhileNothingIsPlayed) {
     ASSERT_GT(audio.decodedSeconds(), 1.8);
 
     const std::array<double, 1> frequencies{440};
-    const MultiToneFit fit = MultiToneFit::of(middle(audio), audio.sampleRate, frequencies);
-    EXPECT_NEAR(decibels(fit.amplitudes[0] / 0.15), 0, toleranceDecibels);
+    const std::vector<double> found = amplitudes(audio, frequencies);
+    EXPECT_NEAR(decibels(found[0] / 0.15), 0, toleranceDecibels);
 }
 
 }  // namespace
