@@ -9,7 +9,7 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
 namespace {
 
@@ -92,4 +92,4 @@ DecodedAudio decodeAudioFile(const std::string& path) {
     return out;
 }
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

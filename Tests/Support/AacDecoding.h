@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
 /// What a reader makes of an audio file.
 struct DecodedAudio {
@@ -23,4 +23,4 @@ struct DecodedAudio {
 /// test.
 DecodedAudio decodeAudioFile(const std::string& path);
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
 std::vector<std::byte> readFileBytes(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -22,4 +22,4 @@ void writeFileBytes(const std::string& path, std::span<const std::byte> bytes) {
     EXPECT_TRUE(file.good()) << path;
 }
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <array>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
 namespace {
 
@@ -110,4 +110,4 @@ Mp4Box readMp4File(const std::string& path) {
     return readMp4Boxes(readFileBytes(path));
 }
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

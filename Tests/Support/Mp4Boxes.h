@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
 /// A box of an MPEG-4 file, with the boxes in it if its type is a container that we know.
 class Mp4Box {
@@ -38,4 +38,4 @@ public:
 Mp4Box readMp4Boxes(std::span<const std::byte> file);
 Mp4Box readMp4File(const std::string& path);
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

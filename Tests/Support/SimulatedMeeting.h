@@ -2,7 +2,7 @@
 
 #include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/Simulated/SimulatedHost.h"
-#include "Support/TemporaryFolder.h"
+#include "Support/TemporaryDirectory.h"
 
 #include <cmath>
 #include <string>
@@ -11,12 +11,12 @@ namespace tapwell::test {
 
 /// A simulated machine with a speaker and a microphone, ready to record.
 struct SimulatedMeeting {
-    TemporaryFolder folder;
+    TemporaryDirectory folder;
     SoxrSampleRateConverterFactory converters;
     SimulatedHost host{converters};
     AudioObjectID speaker;
     AudioObjectID microphone;
-    std::string path = folder.path("upload_audio.m4a");
+    std::string path = folder.file("upload_audio.m4a");
 
     SimulatedMeeting()
         : speaker(host.hardware.addDevice(makeSpeaker())),

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace tapwell::test {
 
@@ -15,6 +16,10 @@ public:
 
     const std::filesystem::path& path() const { return path_; }
     std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+    /// The path of a file in the directory, as text.
+    std::string file(const std::string& name) const { return (path_ / name).string(); }
+    /// The names in the directory, sorted, hidden ones too.
+    std::vector<std::string> names() const;
 
 private:
     std::filesystem::path path_;

@@ -131,7 +131,7 @@ TEST_F(Recorder, ASecondStartIsRefusedAndLeavesTheRecordingAlone) {
     make().start(path);
     host.time.advance(500ms);
     const auto calls = host.hardware.journal().size();
-    recorder->start(folder.path("other.m4a"));
+    recorder->start(folder.file("other.m4a"));
     EXPECT_THAT(events(), ElementsAre(started(), error("RECORDER_ALREADY_RUNNING",
                                                        "Recording already in progress")));
     EXPECT_EQ(host.hardware.journal().size(), calls);
@@ -362,9 +362,9 @@ TEST_F(Recorder, ADebugCopyOfTheMonoMixStandsBesideTheRecording) {
     host.simulatedEnvironment.variables["TL_RECORDER_DEBUG_WAV"] = "1";
     make();
     record(1s);
-    const std::string wav = folder.path("upload_audio_debug.wav");
+    const std::string wav = folder.file("upload_audio_debug.wav");
     EXPECT_EQ(std::filesystem::file_size(wav), 44 + 2 * recorded().size());
-    path = folder.path("stereo.m4a");
+    path = folder.file("stereo.m4a");
     std::filesystem::remove(wav);
     host.simulatedEnvironment.variables["TL_MACOS_UPLOAD_STEREO_LR"] = "1";
     record(1s);
@@ -373,7 +373,7 @@ TEST_F(Recorder, ADebugCopyOfTheMonoMixStandsBesideTheRecording) {
 
 TEST_F(Recorder, ADebugCopyThatCannotBeWrittenDoesNotHarmTheRecording) {
     host.simulatedEnvironment.variables["TL_RECORDER_DEBUG_WAV"] = "1";
-    std::filesystem::create_directory(folder.path("upload_audio_debug.wav"));
+    std::filesystem::create_directory(folder.file("upload_audio_debug.wav"));
     make();
     record(1s);
     EXPECT_EQ(logged("Cannot write debug WAV"), 1);
@@ -383,7 +383,7 @@ TEST_F(Recorder, ADebugCopyThatCannotBeWrittenDoesNotHarmTheRecording) {
 TEST_F(Recorder, TenRecordingsInARowLeaveNothingBehind) {
     make();
     for (int i = 0; i < 10; ++i) {
-        path = folder.path("take" + std::to_string(i) + ".m4a");
+        path = folder.file("take" + std::to_string(i) + ".m4a");
         record(300ms);
         expectIdleWithNothingLeft();
     }
@@ -420,7 +420,7 @@ TEST_F(Recorder, APrewarmedProviderServesTheFirstRecordingOnly) {
     EXPECT_TRUE(providers[0]->stopped);
     EXPECT_GT(providers[0]->fed, 10000U);
 
-    path = folder.path("second.m4a");
+    path = folder.file("second.m4a");
     record(1s);
     ASSERT_EQ(providers.size(), 2U);
     EXPECT_EQ(providers[1]->rate, 16000) << "the session's rate";

@@ -4,7 +4,7 @@
 #include "Platform/Simulated/SimulatedQueueFactory.h"
 #include "Platform/Simulated/SimulatedStandardStreams.h"
 #include "Support/PcmBuffers.h"
-#include "Support/TemporaryFolder.h"
+#include "Support/TemporaryDirectory.h"
 #include "Support/ToneAnalysis.h"
 #include "Tapwell/MixBus/MixedPCMFeedRouter.h"
 
@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 using test::monoBuffer;
 
 struct Router : testing::Test {
-    test::TemporaryFolder folder;
+    test::TemporaryDirectory folder;
     VirtualTime time;
     SimulatedClock clock{time};
     SimulatedQueueFactory queues{time};
@@ -27,7 +27,7 @@ struct Router : testing::Test {
     SimulatedStandardStreams streams;
     SoxrSampleRateConverterFactory converters;
     std::shared_ptr<TrackSink> sink =
-        TrackSink::create({writers, queues, streams}, folder.path("a.m4a"), "mixed",
+        TrackSink::create({writers, queues, streams}, folder.file("a.m4a"), "mixed",
                           TrackSinkEncoding::mixedMonoFloatPCMToAAC, [](std::int64_t) {});
     std::shared_ptr<MixedPCMFeedRouter> router = make(RecorderUploadLayout::monoMix);
 

@@ -1,7 +1,7 @@
 #include "Platform/RecorderError.h"
 #include "Platform/Simulated/SimulatedQueueFactory.h"
 #include "Platform/Simulated/SimulatedStandardStreams.h"
-#include "Support/TemporaryFolder.h"
+#include "Support/TemporaryDirectory.h"
 #include "Tapwell/Outputs/Pcm16.h"
 #include "Tapwell/Outputs/RecorderDebugMixedWavSink.h"
 #include "Tapwell/Outputs/RtmpsPcmStdoutSink.h"
@@ -77,9 +77,9 @@ TEST(WavHeaderDeathTest, WhatDoesNotFitEndsTheProcess) {
 }
 
 struct DebugWav : testing::Test {
-    test::TemporaryFolder folder;
+    test::TemporaryDirectory folder;
     SimulatedStandardStreams streams;
-    std::string path = folder.path("upload_audio_debug.wav");
+    std::string path = folder.file("upload_audio_debug.wav");
 };
 
 TEST_F(DebugWav, WritesEverythingAtTheEnd) {
@@ -101,7 +101,7 @@ TEST_F(DebugWav, WritesEverythingAtTheEnd) {
 }
 
 TEST_F(DebugWav, AFileThatCannotBeWrittenIsAnErrorThatNamesIt) {
-    const std::string nowhere = folder.path("missing/debug.wav");
+    const std::string nowhere = folder.file("missing/debug.wav");
     RecorderDebugMixedWavSink sink(nowhere, 48000, Log(streams, "debug-wav"));
     try {
         sink.finalizeSync();

@@ -2,7 +2,7 @@
 #include "Platform/Simulated/SimulatedAssetWriter.h"
 #include "Platform/Simulated/SimulatedQueueFactory.h"
 #include "Platform/Simulated/SimulatedStandardStreams.h"
-#include "Support/TemporaryFolder.h"
+#include "Support/TemporaryDirectory.h"
 #include "Tapwell/Outputs/MixedPCMSampleBuilder.h"
 #include "Tapwell/Outputs/TrackSink.h"
 
@@ -16,14 +16,14 @@ namespace {
 using namespace std::chrono_literals;
 
 struct Sink : testing::Test {
-    test::TemporaryFolder folder;
+    test::TemporaryDirectory folder;
     VirtualTime time;
     SimulatedQueueFactory queues{time};
     SimulatedAssetWriterFactory writers{time};
     SimulatedStandardStreams streams;
     SimulatedWriterScript& script = writers.script;
     MixedPCMSampleBuilder builder{48000};
-    std::string path = folder.path("upload_audio.m4a");
+    std::string path = folder.file("upload_audio.m4a");
     std::vector<std::int64_t> reportedBytes;
     std::shared_ptr<TrackSink> sink = make();
     int nextBuffer = 0;
@@ -89,7 +89,7 @@ TEST_F(Sink, AFormatWithoutAStreamDescriptionGetsTheDefaults) {
 TEST_F(Sink, AWriterThatCannotBeMadeFailsTheConstruction) {
     EXPECT_THROW(make(), RecorderError) << "the file exists by now";
     script.makeWriterFails = true;
-    path = folder.path("other.m4a");
+    path = folder.file("other.m4a");
     EXPECT_THROW(make(), RecorderError);
 }
 

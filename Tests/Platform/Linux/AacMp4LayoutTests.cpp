@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 namespace {
 
 AacMp4Layout makeLayout() {
@@ -62,4 +62,4 @@ TEST(AacMp4Layout, UsesWideDurationsBeyondADay) {
 }
 
 }  // namespace
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

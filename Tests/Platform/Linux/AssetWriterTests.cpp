@@ -3,7 +3,7 @@
 #include "Platform/Linux/FfmpegAssetWriterFactory.h"
 #include "Support/AacDecoding.h"
 #include "Support/FileBytes.h"
-#include "Support/ScratchDirectory.h"
+#include "Support/TemporaryDirectory.h"
 #include "TestRecording.h"
 
 #include <gmock/gmock.h>
@@ -14,7 +14,7 @@
 #include <filesystem>
 #include <future>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 namespace {
 
 using Status = AssetWriter::Status;
@@ -37,7 +37,7 @@ protected:
         return RecorderError(0, "");
     }
 
-    ScratchDirectory scratch_;
+    TemporaryDirectory scratch_;
     std::string path_ = scratch_.file("a.m4a");
     FfmpegAssetWriterFactory factory_;
 };
@@ -283,4 +283,4 @@ TEST_F(AssetWriterTest, FailsToFinishWhenTheDirectoryIsGone) {
 }
 
 }  // namespace
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

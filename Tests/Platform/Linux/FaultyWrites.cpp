@@ -11,7 +11,7 @@
 #include <optional>
 #include <thread>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
 namespace {
 
@@ -41,11 +41,11 @@ FaultyWrites::~FaultyWrites() {
     plan.clear();
 }
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test
 
 /// Takes the C library's place in this program.
 extern "C" ssize_t pwrite(int descriptor, const void* bytes, size_t count, off_t offset) {
-    const auto call = tapwell::testing::nextCall();
+    const auto call = tapwell::test::nextCall();
     if (call.errorNumber != 0) {
         errno = call.errorNumber;
         return -1;

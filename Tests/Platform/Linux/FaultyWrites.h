@@ -4,7 +4,7 @@
 #include <limits>
 #include <vector>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
 /// While it lives, the program's calls of pwrite fail or fall short as planned, call by call; calls
 /// after the plan's end are real ones.
@@ -23,4 +23,4 @@ public:
     FaultyWrites& operator=(const FaultyWrites&) = delete;
 };
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

@@ -3,7 +3,7 @@
 #include "Support/AacDecoding.h"
 #include "Support/FileBytes.h"
 #include "Support/Mp4Boxes.h"
-#include "Support/ScratchDirectory.h"
+#include "Support/TemporaryDirectory.h"
 #include "TestRecording.h"
 
 #include <gmock/gmock.h>
@@ -12,7 +12,7 @@
 #include <cmath>
 #include <ostream>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 namespace {
 
 constexpr std::uint32_t kPriming = 1024;
@@ -43,7 +43,7 @@ protected:
     const Mp4Box& media() const { return file_.at("moov/trak/mdia"); }
     const Mp4Box& table() const { return media().at("minf/stbl"); }
 
-    ScratchDirectory scratch_;
+    TemporaryDirectory scratch_;
     std::string path_;
     std::vector<float> samples_;
     Mp4Box file_;
@@ -132,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Shape{8000, 1, 28000, 20001}));
 
 TEST(FinishedFile, HoldsNothingOfAnEmptyRecording) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     TestRecording::record(scratch.file("a.m4a"), aacSettings(48000, 1, 96000), {});
     const Mp4Box file = readMp4File(scratch.file("a.m4a"));
     EXPECT_EQ(file.at("moov/trak/mdia/mdhd").u32(16), 0U);
@@ -140,7 +140,7 @@ TEST(FinishedFile, HoldsNothingOfAnEmptyRecording) {
 }
 
 TEST(FinishedFile, DoesNotDependOnHowTheSamplesWereCut) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const AudioOutputSettings settings = aacSettings(48000, 2, 96000);
     const std::vector<float> samples = noise(0.2, 2 * 30001);
     TestRecording::record(scratch.file("whole.m4a"), settings, samples);
@@ -167,7 +167,7 @@ double levelDb(const std::vector<float>& samples, double frequencyHz, double sam
 }
 
 TEST(FinishedFile, KeepsTheLevelOfATone) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     for (const auto& [rate, bitRate] : {std::pair{48000.0, 96000}, std::pair{44100.0, 96000},
                                         std::pair{16000.0, 40000}, std::pair{8000.0, 28000}}) {
         const std::string path = scratch.file(std::to_string(rate));
@@ -183,7 +183,7 @@ TEST(FinishedFile, KeepsTheLevelOfATone) {
 }
 
 TEST(FinishedFile, KeepsItsChannelsApart) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     constexpr std::size_t kFrames = 48000 * 4;
     const std::vector<float> left = sine(1000, 48000, 0.25, kFrames);
     const std::vector<float> right = sine(3000, 48000, 0.125, kFrames);
@@ -202,7 +202,7 @@ TEST(FinishedFile, KeepsItsChannelsApart) {
 }
 
 TEST(FinishedFile, BeginsWithTheFirstFrameAppended) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     constexpr std::size_t kFrames = 48000;
     std::vector<float> samples = noise(0.3, kFrames);
     TestRecording::record(scratch.file("a.m4a"), aacSettings(48000, 1, 96000), samples);
@@ -222,7 +222,7 @@ TEST(FinishedFile, BeginsWithTheFirstFrameAppended) {
 }
 
 TEST(FinishedFile, SurvivesSamplesThatAreNoNumbers) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     std::vector<float> samples = sine(1000, 48000, 0.25, 48000);
     samples[5000] = std::nanf("");
     samples[6000] = INFINITY;
@@ -236,4 +236,4 @@ TEST(FinishedFile, SurvivesSamplesThatAreNoNumbers) {
 }
 
 }  // namespace
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

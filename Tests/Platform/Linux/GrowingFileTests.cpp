@@ -1,11 +1,11 @@
 // What a recording is while it grows, and after the process was killed.
-#include "ChildProcess.h"
 #include "FaultyWrites.h"
+#include "ForkedChild.h"
 #include "Platform/Linux/FragmentedMp4File.h"
 #include "Support/AacDecoding.h"
 #include "Support/FileBytes.h"
 #include "Support/Mp4Boxes.h"
-#include "Support/ScratchDirectory.h"
+#include "Support/TemporaryDirectory.h"
 #include "TestRecording.h"
 
 #include <gmock/gmock.h>
@@ -24,7 +24,7 @@
 #include <random>
 #include <thread>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 namespace {
 
 constexpr double kRate = 48000;
@@ -43,7 +43,7 @@ double deviationFromTone(const std::vector<float>& decoded) {
 }
 
 TEST(GrowingFile, IsReadableFromTheStart) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     TestRecording recording(scratch.file("a.m4a"), kMono);
     const Mp4Box file = readMp4File(scratch.file("a.m4a"));
     EXPECT_EQ(file.at("ftyp").text(0, 4), "M4A ");
@@ -53,7 +53,7 @@ TEST(GrowingFile, IsReadableFromTheStart) {
 }
 
 TEST(GrowingFile, GrowsByShortFragmentsWithoutGaps) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     for (const double rate : {48000.0, 44100.0, 16000.0, 11025.0, 8000.0, 7350.0}) {
         const std::string path = scratch.file(std::to_string(rate));
         const auto frames = static_cast<std::size_t>(3 * rate) + 5;
@@ -81,7 +81,7 @@ TEST(GrowingFile, GrowsByShortFragmentsWithoutGaps) {
 }
 
 TEST(GrowingFile, LosesAtMostAQuarterSecondAtTheUsualRates) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     for (const double rate : {48000.0, 44100.0, 32000.0, 24000.0, 16000.0}) {
         const std::string path = scratch.file(std::to_string(rate));
         TestRecording recording(path, aacSettings(rate, 1, 40000));
@@ -110,11 +110,11 @@ TEST(GrowingFile, LosesAtMostAQuarterSecondAtTheUsualRates) {
 }
 
 TEST(KilledRecording, PlaysWhereverAWriteIsCut) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     constexpr std::size_t kFramesBefore = 48000 - 12000;
     const auto dieAndCheck = [&](std::size_t writesBefore, std::size_t bytes) {
         const std::string path = scratch.file("a.m4a");
-        ChildProcess child([&] {
+        ForkedChild child([&] {
             dieWithinAWrite(path, writesBefore, bytes);
             return EXIT_FAILURE;
         });
@@ -164,13 +164,13 @@ int recordInRealTime(const std::string& path, std::atomic<std::int64_t>& appende
 }
 
 TEST(KilledRecording, KeepsAllButTheLastQuarterSecond) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     std::mt19937 random(20240607);
     std::uniform_int_distribution<int> milliseconds(5, 900);
     for (int round = 0; round < 12; ++round) {
         const std::string path = scratch.file(std::to_string(round));
         const SharedCounter appended;
-        ChildProcess child([&] { return recordInRealTime(path, *appended); });
+        ForkedChild child([&] { return recordInRealTime(path, *appended); });
         while (*appended == 0)
             std::this_thread::yield();
         std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds(random)));
@@ -185,7 +185,7 @@ TEST(KilledRecording, KeepsAllButTheLastQuarterSecond) {
 }
 
 TEST(KilledRecording, IsWholeWhenKilledWhileFinishing) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     constexpr std::size_t kFrames = 48000 * 20;
     const std::vector<float> tone = sine(1000, kRate, 0.25, kFrames);
     std::mt19937 random(1);
@@ -193,7 +193,7 @@ TEST(KilledRecording, IsWholeWhenKilledWhileFinishing) {
     for (int round = 0; round < 20; ++round) {
         const std::string path = scratch.file("a.m4a");
         const SharedCounter finishing;
-        ChildProcess child([&] {
+        ForkedChild child([&] {
             TestRecording recording(path, kMono);
             if (!recording.append(tone)) return EXIT_FAILURE;
             *finishing = 1;
@@ -223,4 +223,4 @@ TEST(PacketsPerFragment, StayWithinTheLossThatAKillMayCause) {
 }
 
 }  // namespace
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

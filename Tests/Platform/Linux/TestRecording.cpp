@@ -11,7 +11,7 @@
 #include <numbers>
 #include <optional>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
 AudioOutputSettings aacSettings(double sampleRate, std::int64_t channels, std::int64_t bitRate) {
     return {kAudioFormatMPEG4AAC, sampleRate, channels, bitRate};
@@ -99,4 +99,4 @@ void TestRecording::record(const std::string& path, const AudioOutputSettings& s
     EXPECT_FALSE(recording.writer().error());
 }
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

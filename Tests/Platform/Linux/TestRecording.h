@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
 /// AAC at the given rate, channels and bit rate.
 AudioOutputSettings aacSettings(double sampleRate, std::int64_t channels, std::int64_t bitRate);
@@ -55,4 +55,4 @@ private:
     std::int64_t frameCount_ = 0;
 };
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

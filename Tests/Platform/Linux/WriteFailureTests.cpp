@@ -1,12 +1,12 @@
 // Recordings whose disk is full, or whose writes are cut short.
-#include "ChildProcess.h"
 #include "FaultyWrites.h"
+#include "ForkedChild.h"
 #include "Platform/Linux/FfmpegAssetWriterFactory.h"
 #include "Platform/Linux/RecordingFile.h"
 #include "Support/AacDecoding.h"
 #include "Support/FileBytes.h"
 #include "Support/Mp4Boxes.h"
-#include "Support/ScratchDirectory.h"
+#include "Support/TemporaryDirectory.h"
 #include "TestRecording.h"
 
 #include <gmock/gmock.h>
@@ -19,7 +19,7 @@
 #include <cstring>
 #include <filesystem>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 namespace {
 
 using Status = AssetWriter::Status;
@@ -32,7 +32,7 @@ void expectWholeBoxes(const std::string& path) {
 }
 
 TEST(WriteFailure, KeepsAPlayableFileWhenTheDiskIsFull) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const std::string path = scratch.file("a.m4a");
     TestRecording recording(path, kMono);
     const std::vector<float> samples = noise(0.2, 48000);
@@ -64,9 +64,9 @@ TEST(WriteFailure, KeepsAPlayableFileWhenTheDiskIsFull) {
 }
 
 TEST(WriteFailure, KeepsAPlayableFileAtTheFileSizeLimit) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const std::string path = scratch.file("a.m4a");
-    ChildProcess child([&] {
+    ForkedChild child([&] {
         std::signal(SIGXFSZ, SIG_IGN);
         const rlimit limit{30001, 30001};
         if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) return 2;
@@ -83,7 +83,7 @@ TEST(WriteFailure, KeepsAPlayableFileAtTheFileSizeLimit) {
 }
 
 TEST(WriteFailure, FailsToStartOnAFullDisk) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const std::string path = scratch.file("a.m4a");
     {
         const auto writer = FfmpegAssetWriterFactory().makeWriter(path);
@@ -97,7 +97,7 @@ TEST(WriteFailure, FailsToStartOnAFullDisk) {
 }
 
 TEST(WriteFailure, KeepsTheFragmentsWhenTheFinishedFileDoesNotFit) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const std::string path = scratch.file("a.m4a");
     constexpr std::size_t kFrames = 48000 * 30;
     TestRecording recording(path, kMono);
@@ -118,7 +118,7 @@ TEST(WriteFailure, KeepsTheFragmentsWhenTheFinishedFileDoesNotFit) {
 }
 
 TEST(WriteFailure, GoesOnAfterShortAndInterruptedWrites) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const std::vector<float> samples = noise(0.2, 48000);
     TestRecording::record(scratch.file("plain"), kMono, samples);
     {
@@ -133,7 +133,7 @@ TEST(WriteFailure, GoesOnAfterShortAndInterruptedWrites) {
 }
 
 TEST(RecordingFile, TakesBackWhatItCouldNotWriteWhole) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     RecordingFile file(scratch.file("a"));
     const std::vector<std::byte> bytes(100, std::byte{7});
     file.append(bytes);
@@ -148,4 +148,4 @@ TEST(RecordingFile, TakesBackWhatItCouldNotWriteWhole) {
 }
 
 }  // namespace
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

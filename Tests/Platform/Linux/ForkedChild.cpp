@@ -1,4 +1,4 @@
-#include "ChildProcess.h"
+#include "ForkedChild.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,9 +8,9 @@
 #include <cstdlib>
 #include <system_error>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
-ChildProcess::ChildProcess(const std::function<int()>& body) : pid_(::fork()) {
+ForkedChild::ForkedChild(const std::function<int()>& body) : pid_(::fork()) {
     if (pid_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
     if (pid_ > 0) return;
     int code = EXIT_FAILURE;
@@ -22,16 +22,16 @@ ChildProcess::ChildProcess(const std::function<int()>& body) : pid_(::fork()) {
     ::_exit(code);
 }
 
-ChildProcess::~ChildProcess() {
+ForkedChild::~ForkedChild() {
     if (pid_ > 0) kill();
 }
 
-void ChildProcess::kill() {
+void ForkedChild::kill() {
     ::kill(pid_, SIGKILL);
     wait();
 }
 
-int ChildProcess::wait() {
+int ForkedChild::wait() {
     int status = 0;
     while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
     }
@@ -39,4 +39,4 @@ int ChildProcess::wait() {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test

@@ -4,16 +4,16 @@
 
 #include <functional>
 
-namespace tapwell::testing {
+namespace tapwell::test {
 
 /// A forked child that runs one function and exits with what it returns.
-class ChildProcess {
+class ForkedChild {
 public:
-    explicit ChildProcess(const std::function<int()>& body);
+    explicit ForkedChild(const std::function<int()>& body);
     /// Kills a child that still runs.
-    ~ChildProcess();
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
+    ~ForkedChild();
+    ForkedChild(const ForkedChild&) = delete;
+    ForkedChild& operator=(const ForkedChild&) = delete;
 
     /// Ends the child with SIGKILL and waits for its end.
     void kill();
@@ -24,4 +24,4 @@ private:
     pid_t pid_ = -1;
 };
 
-}  // namespace tapwell::testing
+}  // namespace tapwell::test
