@@ -9,8 +9,9 @@ constexpr double kMinSamples = 8.0;
 constexpr double kMinSeconds = 0.0001;
 constexpr double kNewWeight = 0.08;
 constexpr double kOldWeight = 0.92;
-/// Crystals agree within some hundred parts per million; a measurement further off is no clock.
-constexpr double kSettledTolerance = 0.005;
+/// Crystals agree within some hundred parts per million, and after a lost buffer the average comes
+/// back by a twelfth at a time; a wider tolerance would bend the pitch on its way back.
+constexpr double kSettledTolerance = 0.0005;
 
 }  // namespace
 
