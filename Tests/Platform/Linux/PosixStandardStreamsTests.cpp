@@ -307,7 +307,8 @@ TEST_F(PosixStandardStreamsTest, ErrorLinesOfManyThreadsStayWhole) {
     std::vector<std::thread> writers;
     for (int t = 0; t < 4; ++t) {
         writers.emplace_back([this, t] {
-            const std::string line = std::string(200, static_cast<char>('a' + t)) + "\n";
+            std::string line(200, static_cast<char>('a' + t));
+            line += '\n';
             for (int i = 0; i < 200; ++i)
                 streams_.writeError(line);
         });
