@@ -180,9 +180,9 @@ TEST_F(AnalyzerProvider, AudioIsConvertedToTheAnalyzersFormat) {
     for (std::size_t i = 0; i < samples.size(); i += 1000)
         provider->feedPCM(std::span(samples).subspan(i, 1000), MediaTime::zero());
     EXPECT_EQ(engines.analysis->sampleRate, 16000);
-    ASSERT_GT(heard().size(), 15800U);
+    ASSERT_GT(heard().size(), 15000U) << "all but the filter's delay";
     EXPECT_LE(heard().size(), 16000U);
-    const auto part = std::span(heard()).subspan(800, 14400);
+    const auto part = std::span(heard()).subspan(800, 12800);
     EXPECT_NEAR(test::fitTone(part, 1000.0 / 16000).amplitude, 0.5, 0.001);
 }
 

@@ -42,6 +42,10 @@ void PocketSphinxDecoder::Release::operator()(ps_decoder_s* decoder) const {
 
 PocketSphinxDecoder::PocketSphinxDecoder(const PocketSphinxModel& model, Effort effort) {
     silenceLibrary();
+    if (const auto damaged = model.damagedFile())
+        throw RecorderError("PocketSphinx", 2,
+                            "the speech model's file " + damaged->string() +
+                                " is missing or damaged; reinstall the package pocketsphinx-en-us");
     cmd_ln_t* const configuration = makeConfiguration(model, effort);
     if (configuration != nullptr) {
         decoder_.reset(ps_init(configuration));

@@ -13,6 +13,10 @@ struct PocketSphinxModel {
 
     /// The model below `folder`; absent when one of its files is.
     static std::optional<PocketSphinxModel> find(const std::filesystem::path& folder);
+
+    /// The first file that does not begin as a file of its kind does, if any. The library ends the
+    /// process over some such files, hence this look before it reads them.
+    std::optional<std::filesystem::path> damagedFile() const;
 };
 
 }  // namespace tapwell
