@@ -26,7 +26,6 @@ std::optional<std::filesystem::path> PocketSphinxModel::damagedFile() const {
         {acoustic / "sendump", std::string("\x1e\0\0\0", 4)},
         {acoustic / "feat.params", "-"},
         {language, "Trie Language Model"},
-        {dictionary, "'"},
     };
     for (const auto& [file, expected] : beginnings) {
         std::ifstream stream(file, std::ios::binary);
