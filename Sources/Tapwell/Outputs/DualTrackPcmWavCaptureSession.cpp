@@ -36,6 +36,7 @@ DualTrackPcmWavCaptureSession::DualTrackPcmWavCaptureSession(
     : mixBusSampleRateHz_(mixBusSampleRateHz),
       maximumFramesPerTrack_(
           std::min(maximumFramesPerTrack, MonoPcm16WavFileWriter::kMaximumFrames)),
+      clock_(services.clock),
       log_(services.streams, "mic-debug"),
       system_{"system",
               {services.files, paths.systemWav, wavRate(mixBusSampleRateHz), onBytes, log_},
@@ -90,19 +91,19 @@ void DualTrackPcmWavCaptureSession::handleSystem(const PcmBuffer& buffer,
     }
     auto copy = buffer.deepCopy(buffer.format());
     if (!copy) return;
-    std::optional<std::uint64_t> hostTime;
-    if (stamp.hasHostTime()) hostTime = stamp.hostTime;
+    CaptureMoment moment{{}, clock_.hostTicks()};
+    if (stamp.hasHostTime()) moment.firstFrame = stamp.hostTime;
     systemWriteQueue_->async(
-        [weak = weak_from_this(), copy = *std::move(copy), hostTime, aggregateRateHintHz] {
-            if (const auto self = weak.lock())
-                self->writeSystem(copy, hostTime, aggregateRateHintHz);
+        [weak = weak_from_this(), copy = *std::move(copy), moment, aggregateRateHintHz] {
+            if (const auto self = weak.lock()) self->writeSystem(copy, moment, aggregateRateHintHz);
         });
 }
 
 void DualTrackPcmWavCaptureSession::writeSystem(const PcmBuffer& buffer,
-                                                std::optional<std::uint64_t> hostTime,
+                                                const CaptureMoment& moment,
                                                 std::optional<double> aggregateRateHintHz) {
-    padSystemWavOnSystemWriteQueue(systemFramesMissingBefore(hostTime));
+    padSystemWavOnSystemWriteQueue(systemFramesMissingBefore(moment.firstFrame));
+    if (!moment.firstFrame) noteArrival(system_, buffer, moment.arrival);
     std::vector<float> samples;
     try {
         samples = system_.converter.convertSystemBufferForDualTrack(buffer, aggregateRateHintHz);
@@ -127,7 +128,7 @@ std::int64_t DualTrackPcmWavCaptureSession::systemFramesMissingBefore(
     }
     const std::int64_t micWritten = mic_.wav.writtenPCMFrameCount();
     if (!hostTime || (micWritten > 0 && !micFirst)) return micWritten - written;
-    if (system_.timeline.origin()) return system_.timeline.framesMissing(*hostTime, written);
+    if (system_.timeline.isDefined()) return system_.timeline.framesMissing(*hostTime, written);
 
     const std::int64_t micAhead =
         micFirst ? std::min(micWritten, system_.timeline.framesBetween(*micFirst, *hostTime)) : 0;
@@ -152,11 +153,11 @@ void DualTrackPcmWavCaptureSession::padSystemWavToMicLengthOnSystemWriteQueue() 
 void DualTrackPcmWavCaptureSession::handleMicrophone(const PcmBuffer& buffer,
                                                      const AudioTime& when) {
     if (!isCapturing()) return;
-    std::optional<std::uint64_t> hostTime;
-    if (when.isHostTimeValid) hostTime = when.hostTime;
+    CaptureMoment moment{{}, clock_.hostTicks()};
+    if (when.isHostTimeValid) moment.firstFrame = when.hostTime;
     {
         const std::lock_guard hold(metaLock_);
-        if (!micFirstHostAbsolute_) micFirstHostAbsolute_ = hostTime;
+        if (!micFirstHostAbsolute_) micFirstHostAbsolute_ = moment.firstFrame;
     }
     bool isFirst = false;
     {
@@ -169,17 +170,19 @@ void DualTrackPcmWavCaptureSession::handleMicrophone(const PcmBuffer& buffer,
     if (buffer.frameLength() == 0) return;
     auto copy = buffer.deepCopy(buffer.format());
     if (!copy) return;
-    micWriteQueue_->async([weak = weak_from_this(), copy = *std::move(copy), hostTime] {
-        if (const auto self = weak.lock()) self->writeMicrophone(copy, hostTime);
+    micWriteQueue_->async([weak = weak_from_this(), copy = *std::move(copy), moment] {
+        if (const auto self = weak.lock()) self->writeMicrophone(copy, moment);
     });
 }
 
 void DualTrackPcmWavCaptureSession::writeMicrophone(const PcmBuffer& buffer,
-                                                    std::optional<std::uint64_t> hostTime) {
+                                                    const CaptureMoment& moment) {
     noteMicrophoneFormat(buffer.format());
-    if (hostTime)
-        appendSilence(mic_,
-                      mic_.timeline.framesMissing(*hostTime, mic_.wav.writtenPCMFrameCount()));
+    const std::int64_t written = mic_.wav.writtenPCMFrameCount();
+    if (moment.firstFrame)
+        appendSilence(mic_, mic_.timeline.framesMissing(*moment.firstFrame, written));
+    else
+        noteArrival(mic_, buffer, moment.arrival);
     std::vector<float> samples;
     try {
         samples = mic_.converter.convertMicBufferForDualTrack(buffer);
@@ -193,6 +196,13 @@ void DualTrackPcmWavCaptureSession::writeMicrophone(const PcmBuffer& buffer,
     }
     append(mic_, samples);
     feedTranscription(TranscriptionPairing::Side::microphone, std::move(samples));
+}
+
+void DualTrackPcmWavCaptureSession::noteArrival(Track& track, const PcmBuffer& buffer,
+                                                std::uint64_t arrival) const {
+    const double frames = buffer.frameLength() * mixBusSampleRateHz_ / buffer.format().sampleRate();
+    track.timeline.noteArrival(arrival, static_cast<std::int64_t>(frames),
+                               track.wav.writtenPCMFrameCount());
 }
 
 void DualTrackPcmWavCaptureSession::noteMicrophoneFormat(const AudioFormat& format) {

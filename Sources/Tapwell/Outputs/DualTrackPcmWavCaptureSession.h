@@ -89,6 +89,13 @@ private:
                                   const MonoPcm16WavFileWriter::OnBytes& onBytes,
                                   std::int64_t maximumFramesPerTrack);
 
+    /// When a buffer was captured: the host time of its first frame where the device gives it, and
+    /// when it was handed over, in host ticks.
+    struct CaptureMoment {
+        std::optional<std::uint64_t> firstFrame;
+        std::uint64_t arrival;
+    };
+
     /// One of the two files, and what its write queue knows of it.
     struct Track {
         const char* name;
@@ -100,12 +107,13 @@ private:
     };
 
     bool isCapturing();
-    void writeSystem(const PcmBuffer& buffer, std::optional<std::uint64_t> hostTime,
+    void writeSystem(const PcmBuffer& buffer, const CaptureMoment& moment,
                      std::optional<double> aggregateRateHintHz);
-    void writeMicrophone(const PcmBuffer& buffer, std::optional<std::uint64_t> hostTime);
+    void writeMicrophone(const PcmBuffer& buffer, const CaptureMoment& moment);
     std::int64_t systemFramesMissingBefore(std::optional<std::uint64_t> hostTime);
     void padSystemWavOnSystemWriteQueue(std::int64_t frames);
     void padSystemWavToMicLengthOnSystemWriteQueue();
+    void noteArrival(Track& track, const PcmBuffer& buffer, std::uint64_t arrival) const;
     void noteMicrophoneFormat(const AudioFormat& format);
     void logMicConvertFailureOnce(const std::string& message);
     void append(Track& track, std::span<const float> samples);
@@ -116,6 +124,7 @@ private:
 
     const double mixBusSampleRateHz_;
     const std::int64_t maximumFramesPerTrack_;
+    const Clock& clock_;
     const Log log_;
 
     Track system_;  ///< of systemWriteQueue_, but for the writer's frame count

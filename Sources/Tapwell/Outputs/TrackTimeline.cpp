@@ -1,5 +1,6 @@
 #include "Tapwell/Outputs/TrackTimeline.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -19,12 +20,18 @@ std::int64_t TrackTimeline::framesMissing(std::uint64_t hostTime, std::int64_t f
     return missing > tolerance ? missing : 0;
 }
 
+void TrackTimeline::noteArrival(std::uint64_t arrival, std::int64_t frames,
+                                std::int64_t framesWritten) {
+    if (!arrivalOrigin_) arrivalOrigin_ = ticksBack(arrival, frames + framesWritten);
+}
+
 std::optional<std::uint64_t> TrackTimeline::origin() const {
-    if (!firstHostTime_) return std::nullopt;
-    const double ticksPerSecond = 1.0 / clock_.hostSeconds(1);
-    const auto ticks = static_cast<std::uint64_t>(static_cast<double>(framesBeforeFirst_) /
-                                                  sampleRate_ * ticksPerSecond);
-    return ticks < *firstHostTime_ ? *firstHostTime_ - ticks : 0;
+    return firstHostTime_ ? ticksBack(*firstHostTime_, framesBeforeFirst_) : arrivalOrigin_;
+}
+
+std::uint64_t TrackTimeline::ticksBack(std::uint64_t hostTime, std::int64_t frames) const {
+    const double ticks = static_cast<double>(frames) / sampleRate_ / clock_.hostSeconds(1);
+    return hostTime - std::min(hostTime, static_cast<std::uint64_t>(std::llround(ticks)));
 }
 
 std::int64_t TrackTimeline::framesBetween(std::uint64_t first, std::uint64_t second) const {
