@@ -102,8 +102,10 @@ void DualTrackPcmWavCaptureSession::handleSystem(const PcmBuffer& buffer,
 void DualTrackPcmWavCaptureSession::writeSystem(const PcmBuffer& buffer,
                                                 const CaptureMoment& moment,
                                                 std::optional<double> aggregateRateHintHz) {
-    padSystemWavOnSystemWriteQueue(systemFramesMissingBefore(moment.firstFrame));
-    if (!moment.firstFrame) noteArrival(system_, buffer, moment.arrival);
+    padSystemWavOnSystemWriteQueue(systemFramesMissingBefore(moment, outputFrames(buffer)));
+    if (!moment.firstFrame)
+        system_.timeline.noteArrival(moment.arrival, outputFrames(buffer),
+                                     system_.wav.writtenPCMFrameCount());
     std::vector<float> samples;
     try {
         samples = system_.converter.convertSystemBufferForDualTrack(buffer, aggregateRateHintHz);
@@ -116,24 +118,28 @@ void DualTrackPcmWavCaptureSession::writeSystem(const PcmBuffer& buffer,
 }
 
 /// Before the first buffer: what the microphone has recorded up to then. Later: what the stream's
-/// own times say. What the microphone recorded since the buffer began is not missing, only early;
-/// without times there is no telling, and the system's track is brought to the same length.
-std::int64_t DualTrackPcmWavCaptureSession::systemFramesMissingBefore(
-    std::optional<std::uint64_t> hostTime) {
+/// own times say. What the microphone recorded since the buffer began is not missing, only early.
+std::int64_t DualTrackPcmWavCaptureSession::systemFramesMissingBefore(const CaptureMoment& moment,
+                                                                      std::int64_t bufferFrames) {
     const std::int64_t written = system_.wav.writtenPCMFrameCount();
+    const std::int64_t micWritten = mic_.wav.writtenPCMFrameCount();
     std::optional<std::uint64_t> micFirst;
     {
         const std::lock_guard hold(metaLock_);
         micFirst = micFirstHostAbsolute_;
     }
-    const std::int64_t micWritten = mic_.wav.writtenPCMFrameCount();
-    if (!hostTime || (micWritten > 0 && !micFirst)) return micWritten - written;
-    if (system_.timeline.isDefined()) return system_.timeline.framesMissing(*hostTime, written);
+    const bool isFirst = !system_.timeline.origin();
+    if (!moment.firstFrame || (micWritten > 0 && !micFirst))
+        return micWritten - written - (isFirst ? 0 : bufferFrames);
+    if (system_.timeline.isDefined())
+        return system_.timeline.framesMissing(*moment.firstFrame, written);
 
     const std::int64_t micAhead =
-        micFirst ? std::min(micWritten, system_.timeline.framesBetween(*micFirst, *hostTime)) : 0;
+        micFirst
+            ? std::min(micWritten, system_.timeline.framesBetween(*micFirst, *moment.firstFrame))
+            : 0;
     const std::int64_t missing = std::max<std::int64_t>(micAhead - written, 0);
-    system_.timeline.framesMissing(*hostTime, written + missing);
+    system_.timeline.framesMissing(*moment.firstFrame, written + missing);
     return missing;
 }
 
@@ -182,7 +188,7 @@ void DualTrackPcmWavCaptureSession::writeMicrophone(const PcmBuffer& buffer,
     if (moment.firstFrame)
         appendSilence(mic_, mic_.timeline.framesMissing(*moment.firstFrame, written));
     else
-        noteArrival(mic_, buffer, moment.arrival);
+        mic_.timeline.noteArrival(moment.arrival, outputFrames(buffer), written);
     std::vector<float> samples;
     try {
         samples = mic_.converter.convertMicBufferForDualTrack(buffer);
@@ -198,11 +204,10 @@ void DualTrackPcmWavCaptureSession::writeMicrophone(const PcmBuffer& buffer,
     feedTranscription(TranscriptionPairing::Side::microphone, std::move(samples));
 }
 
-void DualTrackPcmWavCaptureSession::noteArrival(Track& track, const PcmBuffer& buffer,
-                                                std::uint64_t arrival) const {
-    const double frames = buffer.frameLength() * mixBusSampleRateHz_ / buffer.format().sampleRate();
-    track.timeline.noteArrival(arrival, static_cast<std::int64_t>(frames),
-                               track.wav.writtenPCMFrameCount());
+/// Frames that a buffer becomes in the file.
+std::int64_t DualTrackPcmWavCaptureSession::outputFrames(const PcmBuffer& buffer) const {
+    return static_cast<std::int64_t>(buffer.frameLength() * mixBusSampleRateHz_ /
+                                     buffer.format().sampleRate());
 }
 
 void DualTrackPcmWavCaptureSession::noteMicrophoneFormat(const AudioFormat& format) {

@@ -110,10 +110,10 @@ private:
     void writeSystem(const PcmBuffer& buffer, const CaptureMoment& moment,
                      std::optional<double> aggregateRateHintHz);
     void writeMicrophone(const PcmBuffer& buffer, const CaptureMoment& moment);
-    std::int64_t systemFramesMissingBefore(std::optional<std::uint64_t> hostTime);
+    std::int64_t systemFramesMissingBefore(const CaptureMoment& moment, std::int64_t bufferFrames);
     void padSystemWavOnSystemWriteQueue(std::int64_t frames);
     void padSystemWavToMicLengthOnSystemWriteQueue();
-    void noteArrival(Track& track, const PcmBuffer& buffer, std::uint64_t arrival) const;
+    std::int64_t outputFrames(const PcmBuffer& buffer) const;
     void noteMicrophoneFormat(const AudioFormat& format);
     void logMicConvertFailureOnce(const std::string& message);
     void append(Track& track, std::span<const float> samples);
