@@ -100,7 +100,7 @@ TEST_F(LayoutTest, StereoKeepsTheSourcesApart) {
 }
 
 TEST_F(LayoutTest, StreamsWholeFramesBetweenWholeLines) {
-    launch({}, 48000, {{"TL_RECORDER_RTMPS_MODE", "1"}});
+    launch({}, 48000, {{"TL_RECORDER_RTMPS_MODE", "1"}, {"TL_MACOS_DUAL_TRACK_RECORDING", "1"}});
     playTones();
     ASSERT_TRUE(tapwell().sendStart(file()));
     constexpr std::size_t statusCount = 50;
