@@ -8,6 +8,7 @@
 #include "Platform/Linux/LinuxQueueFactory.h"
 #include "Platform/Linux/LinuxSpeechEngines.h"
 #include "Platform/Linux/PipeWireAudioHardware.h"
+#include "Platform/Linux/PosixPrivateFile.h"
 #include "Platform/Linux/PosixStandardStreams.h"
 #include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/Linux/XdgUserDefaults.h"
@@ -23,6 +24,7 @@ public:
     AudioHardware& audioHardware() override { return hardware_; }
     SampleRateConverterFactory& converters() override { return converters_; }
     AssetWriterFactory& assetWriters() override { return writers_; }
+    PrivateFileFactory& files() override { return files_; }
     QueueFactory& queues() override { return queues_; }
     Clock& clock() override { return clock_; }
     Authorization& authorization() override { return authorization_; }
@@ -46,10 +48,14 @@ private:
     LinuxAuthorization authorization_{hardware_};
     SoxrSampleRateConverterFactory converters_;
     FfmpegAssetWriterFactory writers_;
+<<<<<<< HEAD
     XdgUserDefaults userDefaults_{environment_, logOfArea("defaults")};
     LinuxSpeechEngines speechEngines_{SpeechModels::installed(environment_),
                                       LinuxSpeechEngines::machineHasAnalyzer(),
                                       logOfArea("speech")};
+=======
+    PosixPrivateFileFactory files_;
+>>>>>>> main
 };
 
 }  // namespace tapwell

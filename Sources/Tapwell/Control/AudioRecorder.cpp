@@ -7,6 +7,7 @@
 #include "Tapwell/Configuration/RecorderSTTMode.h"
 #include "Tapwell/Configuration/RecorderUploadLayout.h"
 #include "Tapwell/Configuration/RecordingSessionMixSampleRate.h"
+#include "Tapwell/Control/DualTrackOutput.h"
 #include "Tapwell/Control/RtmpsOutput.h"
 #include "Tapwell/Control/SingleFileOutput.h"
 #include "Tapwell/Diagnostics/TextFormat.h"
@@ -21,8 +22,8 @@ constexpr const char* kSystemAudioPermissionMessage =
     "System audio capture permission required. Open System Settings → Privacy & Security, find "
     "system audio capture for Tolvane or tapwell, enable it, then restart the app.";
 
-/// Of the PCM that a live stream is made of.
-constexpr double kStreamingMixHz = 48000;
+/// Of the modes whose format may not depend on what is plugged in.
+constexpr double kFixedMixHz = 48000;
 
 /// Of the speech provider that is made before any session's rate is known.
 constexpr double kPrewarmedSpeechHz = 48000;
@@ -95,24 +96,30 @@ void AudioRecorder::prepareSystemTap() {
 
 AudioRecorder::CaptureMode AudioRecorder::chooseCaptureMode() const {
     if (RecorderRtmpsMode::isEnabled(services_.environment)) return CaptureMode::rtmps;
-    if (RecorderDualTrackMode::isEnabled(services_.environment))
-        throw RecorderError(0,
-                            "TL_MACOS_DUAL_TRACK_RECORDING is set, but this build cannot record "
-                            "dual tracks. Unset it to record the mix.");
+    if (RecorderDualTrackMode::isEnabled(services_.environment)) return CaptureMode::dualTrack;
     return CaptureMode::singleFile;
 }
 
 void AudioRecorder::chooseSessionMixRate(CaptureMode mode) {
+    const double tapNominal = systemTap_->tapAVFormat()->sampleRate();
     if (mode == CaptureMode::rtmps) {
-        sessionMixHz_ = kStreamingMixHz;
+        sessionMixHz_ = kFixedMixHz;
         log_.line("RTMPS mode: stereo PCM stdout @ " + shortestText(sessionMixHz_) +
                   " Hz (L=mic R=system)");
         return;
     }
-    const double tapNominal = systemTap_->tapAVFormat()->sampleRate();
     const auto output = recorderDefaultSystemOutputDeviceObjectID(services_.hardware);
-    sessionMixHz_ = RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
+    const double routeHz = RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
         services_.hardware, output, tapNominal, std::nullopt);
+    if (mode == CaptureMode::dualTrack) {
+        sessionMixHz_ = kFixedMixHz;
+        log_.line("dual-track WAV storage=" + fixedText(sessionMixHz_, 1) + " Hz route capture=" +
+                  fixedText(routeHz, 1) + " Hz (tap nominal=" + fixedText(tapNominal, 1) +
+                  " default output nominal=" + nominalRateText(output) + " input nominal=" +
+                  nominalRateText(recorderDefaultInputDeviceObjectID(services_.hardware)) + " Hz)");
+        return;
+    }
+    sessionMixHz_ = routeHz;
     log_.line("session mix bus=" + shortestText(sessionMixHz_) +
               " Hz (tap nominal=" + shortestText(tapNominal) +
               " default output nominal=" + nominalRateText(output) + " input nominal=" +
@@ -134,11 +141,17 @@ std::unique_ptr<RecordingOutput> AudioRecorder::makeOutput(CaptureMode mode) {
             RtmpsOutput::Services{services_.converters, services_.queues, services_.clock,
                                   services_.streams},
             sessionMixHz_);
+    const auto countBytes = [this](std::int64_t bytes) { progressState_.addBytes(bytes); };
+    if (mode == CaptureMode::dualTrack)
+        return std::make_unique<DualTrackOutput>(
+            DualTrackOutput::Services{services_.writers, services_.files, services_.converters,
+                                      services_.queues, services_.clock, services_.environment,
+                                      services_.streams},
+            outputPath_, layout, sessionMixHz_, countBytes);
     return std::make_unique<SingleFileOutput>(
         SingleFileOutput::Services{services_.writers, services_.converters, services_.queues,
                                    services_.clock, services_.environment, services_.streams},
-        outputPath_, layout, sessionMixHz_,
-        [this](std::int64_t bytes) { progressState_.addBytes(bytes); });
+        outputPath_, layout, sessionMixHz_, countBytes);
 }
 
 void AudioRecorder::startCapture() {

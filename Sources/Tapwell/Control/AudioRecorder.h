@@ -5,6 +5,7 @@
 #include "Platform/Authorization.h"
 #include "Platform/Clock.h"
 #include "Platform/Environment.h"
+#include "Platform/PrivateFile.h"
 #include "Platform/QueueFactory.h"
 #include "Platform/SampleRateConverter.h"
 #include "Platform/StandardStreams.h"
@@ -36,6 +37,7 @@ public:
         AudioHardware& hardware;
         SampleRateConverterFactory& converters;
         AssetWriterFactory& writers;
+        PrivateFileFactory& files;
         QueueFactory& queues;
         Clock& clock;
         Authorization& authorization;
@@ -64,7 +66,7 @@ public:
 
 private:
     void prewarmSpeechProvider();
-    enum class CaptureMode { singleFile, rtmps };
+    enum class CaptureMode { singleFile, dualTrack, rtmps };
 
     void prepareSystemTap();
     CaptureMode chooseCaptureMode() const;
