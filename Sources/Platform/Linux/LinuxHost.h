@@ -48,14 +48,11 @@ private:
     LinuxAuthorization authorization_{hardware_};
     SoxrSampleRateConverterFactory converters_;
     FfmpegAssetWriterFactory writers_;
-<<<<<<< HEAD
+    PosixPrivateFileFactory files_;
     XdgUserDefaults userDefaults_{environment_, logOfArea("defaults")};
     LinuxSpeechEngines speechEngines_{SpeechModels::installed(environment_),
                                       LinuxSpeechEngines::machineHasAnalyzer(),
                                       logOfArea("speech")};
-=======
-    PosixPrivateFileFactory files_;
->>>>>>> main
 };
 
 }  // namespace tapwell
