@@ -76,6 +76,7 @@ void SystemAudioTapSession::prepareExcludeTapwellPid() {
     createAggregate(outputUID);
     log_.line("aggregate device oid=" + std::to_string(aggregateDeviceID_) +
               " mainSubDeviceUID=" + outputUID);
+    outputDevice_ = output;
 }
 
 void SystemAudioTapSession::createTap() {
@@ -149,6 +150,7 @@ void SystemAudioTapSession::startDevice(const AudioFormat& format) {
     deviceProcID_.reset();
     destroyAggregate();
     destroyTap();
+    outputDevice_.reset();
     throw errorFor(status, "aggregate start ");
 }
 
@@ -238,6 +240,7 @@ void SystemAudioTapSession::stopAndTeardown() {
     }
     destroyAggregate();
     destroyTap();
+    outputDevice_.reset();
 }
 
 void SystemAudioTapSession::destroyAggregate() {

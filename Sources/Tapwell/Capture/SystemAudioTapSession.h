@@ -42,6 +42,9 @@ public:
     /// Stops and destroys whatever exists. Any number of times; never throws.
     void stopAndTeardown();
 
+    /// The output device that the tap was prepared on; absent before, and after a teardown.
+    std::optional<AudioObjectID> outputDevice() const { return outputDevice_; }
+
     /// The tap's own format; absent before `prepareExcludeTapwellPid`.
     const std::optional<AudioFormat>& tapAVFormat() const { return tapAVFormat_; }
 
@@ -68,6 +71,7 @@ private:
     AudioHardware& hardware_;
     const Environment& environment_;
     const Log log_;
+    std::optional<AudioObjectID> outputDevice_;
     AudioStreamBasicDescription tapStreamASBD_;
     std::optional<AudioFormat> tapAVFormat_;
     std::string tapUUID_;

@@ -1,0 +1,67 @@
+#include "Tapwell/Control/SystemAudioCapture.h"
+
+#include <utility>
+
+namespace tapwell {
+
+SystemAudioCapture::SystemAudioCapture(const Services& services, Log log)
+    : services_(services),
+      log_(std::move(log)),
+      tapIOQueue_(services.queues.makeSerialQueue("Tapwell.SystemTapIO",
+                                                  QualityOfService::userInteractive)) {}
+
+void SystemAudioCapture::prepare() {
+    systemTap_ = SystemAudioTapSession::create(services_.hardware, services_.environment,
+                                               log_.withArea("system-tap"));
+    systemTap_->prepareExcludeTapwellPid();
+}
+
+std::optional<AudioFormat> SystemAudioCapture::tapFormat() const {
+    return systemTap_ ? systemTap_->tapAVFormat() : std::nullopt;
+}
+
+std::optional<AudioObjectID> SystemAudioCapture::outputDevice() const {
+    return systemTap_ ? systemTap_->outputDevice() : std::nullopt;
+}
+
+void SystemAudioCapture::run(OnIO onIO) {
+    onIO_ = std::make_shared<const OnIO>(std::move(onIO));
+    startTap();
+}
+
+void SystemAudioCapture::startTap() {
+    systemTap_->run(tapIOQueue_, *systemTap_->tapAVFormat(), nullptr,
+                    [onIO = onIO_, weakTap = std::weak_ptr(systemTap_)](
+                        const PcmBuffer& buffer, const AudioTimeStamp& stamp) {
+                        std::optional<double> hint;
+                        if (const auto tap = weakTap.lock())
+                            if (const auto format = tap->ioFormat()) hint = format->sampleRate();
+                        (*onIO)(buffer, stamp, hint);
+                    });
+}
+
+bool SystemAudioCapture::rebuild(const std::function<void()>& betweenTaps) {
+    stop();
+    betweenTaps();
+    try {
+        prepare();
+        if (systemTap_->tapAVFormat()) {
+            startTap();
+            return true;
+        }
+    } catch (...) {
+        systemTap_.reset();
+        throw;
+    }
+    stop();
+    return false;
+}
+
+void SystemAudioCapture::stop() {
+    if (!systemTap_) return;
+    systemTap_->stopAndTeardown();
+    systemTap_.reset();
+    tapIOQueue_->sync([] {});  // a cycle that was under way has run to its end
+}
+
+}  // namespace tapwell
