@@ -26,6 +26,12 @@ CaptureWatchdog::CaptureWatchdog(QueueFactory& queues, const Clock& clock, OnOut
       log_(std::move(log)),
       queue_(queues.makeSerialQueue("Tapwell.CaptureWatchdog.Check")) {}
 
+void CaptureWatchdog::arrived(Stream& stream) const {
+    const Clock::Date now = clock_.now();
+    const Clock::Date pause = now - stream.lastArrival.exchange(now, std::memory_order_relaxed);
+    if (pause >= quietLimit) stream.lastPause.store(pause, std::memory_order_relaxed);
+}
+
 void CaptureWatchdog::start() {
     queue_->sync([this] {
         for (Stream* stream : {&system_, &microphone_}) {
@@ -66,7 +72,7 @@ bool CaptureWatchdog::checkStream(Stream& stream) {
     if (last != previous) {
         if (std::exchange(stream.isReported, false))
             log_.line(std::string("audio from ") + stream.name + " is back after " +
-                      fixedText(seconds(last - previous), 1) + " s");
+                      fixedText(seconds(stream.lastPause.load()), 1) + " s");
         return true;
     }
     const Clock::Date quiet = clock_.now() - last;

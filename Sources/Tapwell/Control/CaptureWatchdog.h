@@ -48,15 +48,14 @@ private:
     struct Stream {
         const char* name;
         std::atomic<Clock::Date> lastArrival{Clock::Date::zero()};
+        std::atomic<Clock::Date> lastPause{Clock::Date::zero()};  ///< that was worth a report
         Clock::Date lastSeen = Clock::Date::zero();  ///< the arrival that the last check knew
         bool isReported = false;
     };
 
     CaptureWatchdog(QueueFactory& queues, const Clock& clock, OnOutage onOutage, Log log);
 
-    void arrived(Stream& stream) {
-        stream.lastArrival.store(clock_.now(), std::memory_order_relaxed);
-    }
+    void arrived(Stream& stream) const;
     void scheduleCheck();
     void check();
     /// Whether anything arrived since the last check.

@@ -33,9 +33,11 @@ void SystemAudioCapture::startTap() {
     systemTap_->run(tapIOQueue_, *systemTap_->tapAVFormat(), nullptr,
                     [onIO = onIO_, weakTap = std::weak_ptr(systemTap_)](
                         const PcmBuffer& buffer, const AudioTimeStamp& stamp) {
-                        std::optional<double> hint;
-                        if (const auto tap = weakTap.lock())
-                            if (const auto format = tap->ioFormat()) hint = format->sampleRate();
+                        const auto tap = weakTap.lock();
+                        if (!tap) return;  // it would not stop, and was left behind
+                        const auto format = tap->ioFormat();
+                        const auto hint =
+                            format ? std::optional(format->sampleRate()) : std::nullopt;
                         (*onIO)(buffer, stamp, hint);
                     });
 }
