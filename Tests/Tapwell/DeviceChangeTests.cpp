@@ -28,9 +28,6 @@ float timeCode(double seconds) {
 double timeOf(float value) {
     return (std::abs(value) - 0.05) * 25;
 }
-/// What the microphone's gain makes of the sound again.
-constexpr float microphoneGain = 1.0F / 6;
-
 /// One side of a recording, judged sample by sample.
 struct Side {
     std::vector<float> samples;
@@ -60,6 +57,8 @@ struct DeviceChange : testing::Test {
     AudioObjectID headsetMicrophone = 0;
     Side system;
     Side microphone;
+    /// What the recorder makes of the microphone's level.
+    float microphoneGain = 6;
 
     DeviceChange() { prepare(); }
 
@@ -69,7 +68,9 @@ struct DeviceChange : testing::Test {
         system = {};
         microphone = {};
         meeting->speakerDevice().signal = timeCode;
-        meeting->microphoneDevice().signal = [](double t) { return timeCode(t) * microphoneGain; };
+        meeting->microphoneDevice().signal = [gain = microphoneGain](double t) {
+            return timeCode(t) / gain;
+        };
         meeting->host.simulatedEnvironment.variables["TL_MACOS_UPLOAD_STEREO_LR"] = "1";
         SimulatedDevice output;
         output.uid = "headphones";
@@ -84,16 +85,16 @@ struct DeviceChange : testing::Test {
         input.format = *AudioFormat::make(CommonFormat::pcmFloat32, 44100, 1, false);
         input.framesPerCycle = 441;
         input.startLatency = 60ms;
-        input.signal = [](double t) { return -timeCode(t) * microphoneGain; };
+        input.signal = [gain = microphoneGain](double t) { return -timeCode(t) / gain; };
         headsetMicrophone = hardware().addDevice(input);
     }
     SimulatedAudioHardware& hardware() { return meeting->host.hardware; }
     void start() {
         auto& host = meeting->host;
         recorder = std::make_unique<AudioRecorder>(AudioRecorder::Services{
-            host.hardware, meeting->converters, host.writers, host.simulatedQueues,
-            host.simulatedClock, host.simulatedAuthorization, host.simulatedEnvironment,
-            host.simulatedStreams, nullptr});
+            host.hardware, meeting->converters, host.writers, host.simulatedFiles,
+            host.simulatedQueues, host.simulatedClock, host.simulatedAuthorization,
+            host.simulatedEnvironment, host.simulatedStreams, nullptr});
         recorder->start(meeting->path);
     }
     void pass(std::chrono::nanoseconds length) { meeting->host.time.advance(length); }
@@ -119,9 +120,20 @@ struct DeviceChange : testing::Test {
         microphone.judge(begin);
     }
     /// Every sample of both sides is where the moment of its capture belongs.
-    void expectEverythingInPlace(const std::string& what = "") {
-        EXPECT_LT(system.worst, 1.0) << what;
-        EXPECT_LT(microphone.worst, 1.0) << what;
+    void expectEverythingInPlace(const std::string& what = "", double toleranceSamples = 1) {
+        EXPECT_LT(system.worst, toleranceSamples) << what;
+        EXPECT_LT(microphone.worst, toleranceSamples) << what;
+    }
+};
+
+/// The same in two files of 16 bits, whose steps tell the time within 40 samples.
+struct DualTrackDeviceChange : DeviceChange {
+    static constexpr double toleranceSamples = 45;
+
+    DualTrackDeviceChange() {
+        microphoneGain = 1;
+        prepare();
+        meeting->host.simulatedEnvironment.variables["TL_MACOS_DUAL_TRACK_RECORDING"] = "1";
     }
 };
 
@@ -465,6 +477,71 @@ TEST_F(DeviceChange, AnEarlierCaptureOfTheNewDeviceIsNotHeardTwice) {
     expectEverythingInPlace();
     EXPECT_EQ(microphone.silent, 0U);
     EXPECT_GT(microphone.fromNext, 100000U);
+}
+
+TEST_F(DualTrackDeviceChange, TheOutputIsFollowed) {
+    start();
+    passGrace();
+    hardware().setDefaultOutput(headphones);
+    pass(4s);
+    EXPECT_EQ(rebuilds(), 1);
+    EXPECT_EQ(meeting->logged("dual-track route capture rate=16000.0 Hz (aggregate actual=16000.0 "
+                              "tap nominal=16000.0 Hz)"),
+              1);
+    finish();
+    expectEverythingInPlace("", toleranceSamples);
+    EXPECT_GT(system.fromNext, 150000U);
+    EXPECT_NEAR(static_cast<double>(system.silent), 3840 + 240, 400);
+}
+
+TEST_F(DualTrackDeviceChange, TheInputIsFollowedWithSilenceForTheGap) {
+    start();
+    passGrace();
+    hardware().setDefaultInput(headsetMicrophone);
+    pass(4s);
+    EXPECT_EQ(microphoneRestarts(), 1);
+    finish();
+    expectEverythingInPlace("", toleranceSamples);
+    EXPECT_GT(microphone.fromNext, 150000U);
+    EXPECT_NEAR(static_cast<double>(microphone.silent), 2880 + 240, 400);
+}
+
+TEST_F(DualTrackDeviceChange, AHeadsetThatArrivesAndLeavesKeepsTheTracksTogether) {
+    for (const auto spacing : {0ms, 300ms, 700ms, 1100ms, 2000ms}) {
+        prepare();
+        meeting->host.simulatedEnvironment.variables["TL_MACOS_DUAL_TRACK_RECORDING"] = "1";
+        start();
+        passGrace();
+        hardware().setDefaultOutput(headphones);
+        pass(spacing);
+        hardware().setDefaultInput(headsetMicrophone);
+        pass(3s);
+        hardware().removeDevice(headsetMicrophone);
+        hardware().setDefaultInput(meeting->microphone);
+        pass(spacing);
+        hardware().removeDevice(headphones);
+        hardware().setDefaultOutput(meeting->speaker);
+        pass(3s);
+        EXPECT_EQ(rebuilds(), 2) << spacing.count();
+        EXPECT_EQ(microphoneRestarts(), 2) << spacing.count();
+        ASSERT_NO_FATAL_FAILURE(finish());
+        expectEverythingInPlace(std::to_string(spacing.count()), toleranceSamples);
+        EXPECT_GT(system.fromFirst, 200000U);
+        EXPECT_GT(microphone.fromFirst, 200000U);
+    }
+}
+
+TEST_F(DualTrackDeviceChange, AMicrophoneThatIsAwayForSecondsLeavesAGapAsLong) {
+    start();
+    passGrace();
+    hardware().removeDevice(meeting->microphone);
+    hardware().setDefaultInput(std::nullopt);
+    pass(3s);
+    hardware().setDefaultInput(headsetMicrophone);
+    pass(3s);
+    finish();
+    expectEverythingInPlace("", toleranceSamples);
+    EXPECT_NEAR(static_cast<double>(microphone.silent), 3.61 * rate, 0.02 * rate);
 }
 
 }  // namespace

@@ -66,6 +66,11 @@ std::optional<AudioFormat> SystemAudioTapSession::ioFormat() const {
     return ioFormat_;
 }
 
+std::optional<double> SystemAudioTapSession::actualRateHz() const {
+    if (aggregateDeviceID_ == kAudioObjectUnknown) return std::nullopt;
+    return recorderActualSampleRate(hardware_, aggregateDeviceID_);
+}
+
 void SystemAudioTapSession::prepareExcludeTapwellPid() {
     stopAndTeardown();
     const auto output = recorderDefaultSystemOutputDeviceObjectID(hardware_);

@@ -48,6 +48,9 @@ public:
     /// The tap's own format; absent before `prepareExcludeTapwellPid`.
     const std::optional<AudioFormat>& tapAVFormat() const { return tapAVFormat_; }
 
+    /// The rate at which the aggregate device reports to run, in Hz; absent where it does not.
+    std::optional<double> actualRateHz() const;
+
     /// The tap's format at the rate at which the device really runs, a hint for those who need the
     /// true rate. Absent until it was measured. Any thread.
     std::optional<AudioFormat> ioFormat() const;

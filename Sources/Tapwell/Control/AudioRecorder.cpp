@@ -7,6 +7,7 @@
 #include "Tapwell/Configuration/RecorderSTTMode.h"
 #include "Tapwell/Configuration/RecorderUploadLayout.h"
 #include "Tapwell/Configuration/RecordingSessionMixSampleRate.h"
+#include "Tapwell/Control/DualTrackOutput.h"
 #include "Tapwell/Control/RtmpsOutput.h"
 #include "Tapwell/Control/SingleFileOutput.h"
 #include "Tapwell/Diagnostics/TextFormat.h"
@@ -20,8 +21,8 @@ constexpr const char* kSystemAudioPermissionMessage =
     "System audio capture permission required. Open System Settings → Privacy & Security, find "
     "system audio capture for Tolvane or tapwell, enable it, then restart the app.";
 
-/// Of the PCM that a live stream is made of.
-constexpr double kStreamingMixHz = 48000;
+/// Of the modes whose format may not depend on what is plugged in.
+constexpr double kFixedMixHz = 48000;
 
 }  // namespace
 
@@ -86,24 +87,30 @@ void AudioRecorder::start(const std::string& outputPath) {
 
 AudioRecorder::CaptureMode AudioRecorder::chooseCaptureMode() const {
     if (RecorderRtmpsMode::isEnabled(services_.environment)) return CaptureMode::rtmps;
-    if (RecorderDualTrackMode::isEnabled(services_.environment))
-        throw RecorderError(0,
-                            "TL_MACOS_DUAL_TRACK_RECORDING is set, but this build cannot record "
-                            "dual tracks. Unset it to record the mix.");
+    if (RecorderDualTrackMode::isEnabled(services_.environment)) return CaptureMode::dualTrack;
     return CaptureMode::singleFile;
 }
 
 void AudioRecorder::chooseSessionMixRate(CaptureMode mode) {
+    const double tapNominal = systemAudio_.tapFormat()->sampleRate();
     if (mode == CaptureMode::rtmps) {
-        sessionMixHz_ = kStreamingMixHz;
+        sessionMixHz_ = kFixedMixHz;
         log_.line("RTMPS mode: stereo PCM stdout @ " + shortestText(sessionMixHz_) +
                   " Hz (L=mic R=system)");
         return;
     }
-    const double tapNominal = systemAudio_.tapFormat()->sampleRate();
     const auto output = recorderDefaultSystemOutputDeviceObjectID(services_.hardware);
-    sessionMixHz_ = RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
+    const double routeHz = RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
         services_.hardware, output, tapNominal, std::nullopt);
+    if (mode == CaptureMode::dualTrack) {
+        sessionMixHz_ = kFixedMixHz;
+        log_.line("dual-track WAV storage=" + fixedText(sessionMixHz_, 1) + " Hz route capture=" +
+                  fixedText(routeHz, 1) + " Hz (tap nominal=" + fixedText(tapNominal, 1) +
+                  " default output nominal=" + nominalRateText(output) + " input nominal=" +
+                  nominalRateText(recorderDefaultInputDeviceObjectID(services_.hardware)) + " Hz)");
+        return;
+    }
+    sessionMixHz_ = routeHz;
     log_.line("session mix bus=" + shortestText(sessionMixHz_) +
               " Hz (tap nominal=" + shortestText(tapNominal) +
               " default output nominal=" + nominalRateText(output) + " input nominal=" +
@@ -125,11 +132,17 @@ std::unique_ptr<RecordingOutput> AudioRecorder::makeOutput(CaptureMode mode) {
             RtmpsOutput::Services{services_.converters, services_.queues, services_.clock,
                                   services_.streams},
             sessionMixHz_);
+    const auto countBytes = [this](std::int64_t bytes) { progressState_.addBytes(bytes); };
+    if (mode == CaptureMode::dualTrack)
+        return std::make_unique<DualTrackOutput>(
+            DualTrackOutput::Services{services_.writers, services_.files, services_.converters,
+                                      services_.queues, services_.clock, services_.environment,
+                                      services_.streams},
+            outputPath_, layout, sessionMixHz_, countBytes);
     return std::make_unique<SingleFileOutput>(
         SingleFileOutput::Services{services_.writers, services_.converters, services_.queues,
                                    services_.clock, services_.environment, services_.streams},
-        outputPath_, layout, sessionMixHz_,
-        [this](std::int64_t bytes) { progressState_.addBytes(bytes); });
+        outputPath_, layout, sessionMixHz_, countBytes);
 }
 
 void AudioRecorder::startCapture() {
@@ -212,7 +225,18 @@ bool AudioRecorder::rebuildSystemTap() {
         return false;
     }
     log_.line("system tap rebuilt for new default output device");
+    if (output_->reportsRouteCaptureRate()) logRouteCaptureRate();
     return true;
+}
+
+void AudioRecorder::logRouteCaptureRate() const {
+    const double tapNominal = systemAudio_.tapFormat()->sampleRate();
+    const auto actual = systemAudio_.actualRateHz();
+    const double routeHz = RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
+        services_.hardware, systemAudio_.outputDevice(), tapNominal, actual);
+    log_.line("dual-track route capture rate=" + fixedText(routeHz, 1) +
+              " Hz (aggregate actual=" + (actual ? fixedText(*actual, 1) : "nil") +
+              " tap nominal=" + fixedText(tapNominal, 1) + " Hz)");
 }
 
 void AudioRecorder::stop() {

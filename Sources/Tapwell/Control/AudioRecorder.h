@@ -5,6 +5,7 @@
 #include "Platform/Authorization.h"
 #include "Platform/Clock.h"
 #include "Platform/Environment.h"
+#include "Platform/PrivateFile.h"
 #include "Platform/QueueFactory.h"
 #include "Platform/SampleRateConverter.h"
 #include "Platform/StandardStreams.h"
@@ -38,6 +39,7 @@ public:
         AudioHardware& hardware;
         SampleRateConverterFactory& converters;
         AssetWriterFactory& writers;
+        PrivateFileFactory& files;
         QueueFactory& queues;
         Clock& clock;
         Authorization& authorization;
@@ -69,7 +71,7 @@ public:
 
 private:
     void prewarmSpeechProvider();
-    enum class CaptureMode { singleFile, rtmps };
+    enum class CaptureMode { singleFile, dualTrack, rtmps };
 
     CaptureMode chooseCaptureMode() const;
     void chooseSessionMixRate(CaptureMode mode);
@@ -79,6 +81,7 @@ private:
     void startFollowingDevices();
     void stopFollowingDevices();
     bool rebuildSystemTap();
+    void logRouteCaptureRate() const;
     void stopCapture();
     void finishOutput();
     void failStart(const std::string& code, const std::string& message);

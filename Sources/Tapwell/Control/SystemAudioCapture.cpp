@@ -24,6 +24,10 @@ std::optional<AudioObjectID> SystemAudioCapture::outputDevice() const {
     return systemTap_ ? systemTap_->outputDevice() : std::nullopt;
 }
 
+std::optional<double> SystemAudioCapture::actualRateHz() const {
+    return systemTap_ ? systemTap_->actualRateHz() : std::nullopt;
+}
+
 void SystemAudioCapture::run(OnIO onIO) {
     onIO_ = std::make_shared<const OnIO>(std::move(onIO));
     startTap();

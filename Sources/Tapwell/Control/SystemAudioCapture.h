@@ -39,6 +39,9 @@ public:
     /// The device that the tap is on; absent when there is no tap.
     std::optional<AudioObjectID> outputDevice() const;
 
+    /// The rate at which the tap's device reports to run, in Hz; absent where it does not.
+    std::optional<double> actualRateHz() const;
+
     /// Starts capture on the prepared tap. Throws RecorderCoreAudioError.
     void run(OnIO onIO);
 
