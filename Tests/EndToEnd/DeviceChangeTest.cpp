@@ -9,8 +9,11 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <iostream>
+#include <random>
 #include <span>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -45,7 +48,8 @@ protected:
     using Clock = std::chrono::steady_clock;
 
     /// Every device has its tone for as long as the longest test.
-    void launchWithTones() {
+    void launchWithTones(double seconds = 20) {
+        toneSeconds_ = seconds;
         launch();
         playTones();
     }
@@ -56,7 +60,7 @@ protected:
         playTone("mic-b", microphoneB, microphonePeak);
     }
     void playTone(const std::string& node, double frequencyHz, double peak) {
-        audio().playInto(node, tone(frequencyHz, peak, 20, audio().sampleRate()));
+        audio().playInto(node, tone(frequencyHz, peak, toneSeconds_, audio().sampleRate()));
     }
 
     void startRecording() {
@@ -120,6 +124,7 @@ protected:
     DecodedAudio recording_;
 
 private:
+    double toneSeconds_ = 20;
     Clock::time_point begin_;
     std::vector<double> marks_;  ///< seconds of the recording
 };
@@ -233,7 +238,8 @@ TEST_F(DeviceChangeTest, GivesABluetoothRouteTheRateOfItsProfile) {
             headset,
             "media.class=Audio/Sink audio.position=[MONO] audio.rate=" + std::to_string(rateHz) +
                 " device.api=bluez5 device.bus=bluetooth "
-                "api.bluez5.profile=headset-head-unit priority.session=3000");
+                "api.bluez5.profile=headset-head-unit priority.session=500");
+        audio().setDefaultSink(headset);
         audio().awaitDefaultSink(headset);
         playTone(headset, speakerA, speakerPeak);
         const auto path = file(headset + ".m4a");
@@ -248,6 +254,63 @@ TEST_F(DeviceChangeTest, GivesABluetoothRouteTheRateOfItsProfile) {
             std::span(audio.samples).subspan(rate / 5, rate / 5), rateHz, frequency);
         EXPECT_NEAR(20 * std::log10(fit.amplitudes[0] / speakerLevel), 0, 1.0);
     }
+}
+
+/// A minute of it; a sanitizer, whose runs take their time, gets a tenth.
+TEST_F(DeviceChangeTest, SurvivesAStormOfSwitches) {
+    constexpr int switches = TAPWELL_SANITIZED ? 20 : 200;
+    constexpr auto interval = 300ms;
+    constexpr std::size_t allowedGrowthBytes = 4 << 20;
+    launchWithTones(80);
+    ASSERT_NO_FATAL_FAILURE(startRecording());
+    passGrace();
+    // Once there and back, so that what the first change needs for good is there.
+    for (const char* side : {"b", "a"}) {
+        audio().setDefaultSink(std::string("out-") + side);
+        audio().setDefaultSource(std::string("mic-") + side);
+        letPass(3s);
+    }
+    const std::size_t descriptors = tapwell().openDescriptorCount();
+    const std::size_t threads = tapwell().threadCount();
+    const std::size_t residentBytes = tapwell().residentBytes();
+    const std::size_t serverObjects = audio().objectCount();
+    const std::size_t logBytes = log().size();
+
+    std::mt19937 generator(4);
+    std::uniform_real_distribution<double> share(0, 2);
+    std::bernoulli_distribution coin;
+    auto next = Clock::now();
+    for (int index = 0; index < switches; ++index) {
+        audio().setDefaultSink(coin(generator) ? "out-a" : "out-b");
+        audio().setDefaultSource(coin(generator) ? "mic-a" : "mic-b");
+        next += std::chrono::duration_cast<Clock::duration>(share(generator) * interval);
+        std::this_thread::sleep_until(next);
+    }
+    audio().setDefaultSink("out-b");
+    audio().setDefaultSource("mic-b");
+    letPass(2500ms);
+    passChange();
+    audio().setDefaultSink("out-a");
+    audio().setDefaultSource("mic-a");
+    letPass(1s);
+    passChange();
+
+    EXPECT_EQ(tapwell().openDescriptorCount(), descriptors);
+    EXPECT_EQ(tapwell().threadCount(), threads);
+    EXPECT_EQ(audio().objectCount(), serverObjects) << "streams, nodes and links";
+    if (!TAPWELL_SANITIZED) {
+        EXPECT_LT(tapwell().residentBytes(), residentBytes + allowedGrowthBytes);
+    }
+    const std::size_t loggedBytes = log().size() - logBytes;
+    std::cout << countLogged("system tap rebuilt") << " rebuilds, " << countLogged("started halIn=")
+              << " microphone starts, " << loggedBytes << " bytes logged; " << descriptors
+              << " descriptors, " << threads << " threads, " << residentBytes / 1024
+              << " KiB, then " << tapwell().residentBytes() / 1024 << " KiB\n";
+    // Some lines a switch, none for each buffer.
+    EXPECT_LT(loggedBytes, std::size_t{2000} * (switches + 10));
+    ASSERT_NO_FATAL_FAILURE(finishRecording());
+    expectTones(0, {{speakerB, speakerLevel}, {microphoneB, microphoneLevel}});
+    expectTones(1, {{speakerA, speakerLevel}, {microphoneA, microphoneLevel}});
 }
 
 }  // namespace
