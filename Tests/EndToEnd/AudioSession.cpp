@@ -90,10 +90,13 @@ void AudioSession::play(const TwoSidedSound& sound) {
         std::vector<std::string>{"pw-play", "--target", "0", "-P", "{ node.name=feed }",
                                  file.string()},
         environment_);
-    const std::string speaker = defaultNode("default.audio.sink");
-    link("feed:output_FL", speaker + ":playback_FL");
-    link("feed:output_FL", speaker + ":playback_FR");
-    link("feed:output_FR", defaultNode("default.audio.source") + ":input_MONO");
+    playAlsoInto(defaultNode("default.audio.sink"), defaultNode("default.audio.source"));
+}
+
+void AudioSession::playAlsoInto(const std::string& sink, const std::string& microphone) const {
+    link("feed:output_FL", sink + ":playback_FL");
+    link("feed:output_FL", sink + ":playback_FR");
+    link("feed:output_FR", microphone + ":input_MONO");
 }
 
 void AudioSession::playInto(const std::string& node, const std::vector<float>& samples) {

@@ -37,6 +37,8 @@ public:
     /// Plays into the speaker and the microphone from one stream of one clock, so that both hear
     /// their sides at the same moment; returns when it has begun. One sound at a time.
     void play(const TwoSidedSound& sound);
+    /// What is played goes into this stereo sink and this microphone as well.
+    void playAlsoInto(const std::string& sink, const std::string& microphone) const;
     /// Plays into the named sink or microphone, beside all that is played already; returns when it
     /// has begun. Ends with the server, or with the sound.
     void playInto(const std::string& node, const std::vector<float>& samples);
