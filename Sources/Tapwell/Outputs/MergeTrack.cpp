@@ -4,6 +4,11 @@
 #include <cmath>
 
 namespace tapwell {
+namespace {
+
+constexpr double kMostFramesAtOnce = 65536;
+
+}  // namespace
 
 MergeTrack::MergeTrack(MonoPcm16WavReader& reader, std::int64_t pad, double outputRate)
     : reader_(reader),
@@ -17,10 +22,15 @@ std::vector<std::int16_t> MergeTrack::read(std::int64_t start, std::int64_t coun
     const std::int64_t last = std::min(start - pad_ + count, frames_);
     if (first >= last) return samples;
     std::int16_t* const out = samples.data() + (first + pad_ - start);
-    if (std::abs(reader_.sampleRate() - outputRate_) < 0.5)
+    if (std::abs(reader_.sampleRate() - outputRate_) < 0.5) {
         copy(first, last, out);
-    else
-        interpolate(first, last, out);
+        return samples;
+    }
+    // However high the file's rate is, only so much of it is read at once.
+    const auto most = std::max<std::int64_t>(
+        static_cast<std::int64_t>(kMostFramesAtOnce * outputRate_ / reader_.sampleRate()), 1);
+    for (std::int64_t from = first; from < last; from += most)
+        interpolate(from, std::min(from + most, last), out + (from - first));
     return samples;
 }
 

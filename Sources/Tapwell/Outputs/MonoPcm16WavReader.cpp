@@ -20,6 +20,7 @@ constexpr int kInvalidChunk = 93;
 constexpr std::size_t kHeadBytes = 65536;
 constexpr std::int64_t kScanBlockFrames = 8192;
 constexpr int kSilenceThreshold = 500;
+constexpr std::int64_t kMostBytesAtOnce = 262144;
 
 /// Little-endian integers at an offset; the bytes must be there.
 struct WavBinary {
@@ -92,19 +93,28 @@ bool MonoPcm16WavReader::readFormat(const std::vector<char>& head, std::size_t b
 }
 
 std::vector<std::int16_t> MonoPcm16WavReader::readFrames(std::int64_t from, std::int64_t count) {
-    const std::size_t frameBytes = 2 * std::size_t{channels_};
-    std::vector<char> bytes(static_cast<std::size_t>(count) * frameBytes);
+    std::vector<std::int16_t> samples(static_cast<std::size_t>(count));
+    // In pieces, so that a file of very many channels takes no more memory than another.
+    const std::int64_t most = std::max<std::int64_t>(kMostBytesAtOnce / frameBytes(), 1);
+    for (std::int64_t done = 0; done < count; done += most)
+        readPiece(from + done, std::span(samples).subspan(
+                                   static_cast<std::size_t>(done),
+                                   static_cast<std::size_t>(std::min(most, count - done))));
+    return samples;
+}
+
+void MonoPcm16WavReader::readPiece(std::int64_t from, std::span<std::int16_t> samples) {
+    const auto stride = static_cast<std::size_t>(frameBytes());
+    std::vector<char> bytes(samples.size() * stride);
     file_.clear();
-    file_.seekg(
-        static_cast<std::streamoff>(dataOffset_ + static_cast<std::uint64_t>(from) * frameBytes));
+    file_.seekg(static_cast<std::streamoff>(dataOffset_) +
+                static_cast<std::streamoff>(from * frameBytes()));
     file_.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (static_cast<std::size_t>(file_.gcount()) < bytes.size())
         throw RecorderError(0, "WAV read short at frame " + std::to_string(from));
     const WavBinary binary{bytes};
-    std::vector<std::int16_t> samples(static_cast<std::size_t>(count));
     for (std::size_t i = 0; i < samples.size(); ++i)
-        samples[i] = static_cast<std::int16_t>(binary.leU16(i * frameBytes));
-    return samples;
+        samples[i] = static_cast<std::int16_t>(binary.leU16(i * stride));
 }
 
 std::int64_t MonoPcm16WavReader::frameCountAtOutputRate(double outputRate) const {

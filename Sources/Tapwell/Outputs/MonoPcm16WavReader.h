@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <fstream>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,8 @@ public:
 
 private:
     void parse(const std::vector<char>& head);
+    std::int64_t frameBytes() const { return 2 * std::int64_t{channels_}; }
+    void readPiece(std::int64_t from, std::span<std::int16_t> samples);
     bool readFormat(const std::vector<char>& head, std::size_t body, std::uint32_t size);
 
     std::ifstream file_;
