@@ -161,6 +161,10 @@ TEST_F(DeviceChangeTest, FollowsWhenDevicesAreDestroyedAndComeBack) {
     audio().createNode("mic-c", monoMicrophone);
     playTone("mic-c", microphoneA, microphonePeak);
     passChange();
+    // The stop comes as the tap is being rebuilt.
+    audio().createNode("out-c", "media.class=Audio/Sink audio.position=[FL FR]");
+    audio().setDefaultSink("out-c");
+    letPass(405ms);
     ASSERT_NO_FATAL_FAILURE(finishRecording());
     expectTones(0, {{speakerB, speakerLevel}, {microphoneA, microphoneLevel}});
     expectTones(1, {{speakerB, speakerLevel}, {microphoneB, microphoneLevel}});
