@@ -181,8 +181,9 @@ TEST_F(Recorder, TheMicrophoneStopsBeforeTheTap) {
     recorder->stop();
     const auto& journal = host.hardware.journal();
     EXPECT_THAT(std::vector(journal.begin() + static_cast<std::ptrdiff_t>(before), journal.end()),
-                ElementsAre("removePropertyListener", "stopDevice", "destroyIOProcID", "stopDevice",
-                            "destroyIOProcID", "destroyAggregateDevice", "destroyProcessTap"));
+                ElementsAre("removePropertyListener", "removePropertyListener", "stopDevice",
+                            "destroyIOProcID", "stopDevice", "destroyIOProcID",
+                            "destroyAggregateDevice", "destroyProcessTap"));
 }
 
 TEST_F(Recorder, EveryStepOfAStartThatFailsIsReportedAndUndone) {
