@@ -64,7 +64,7 @@ struct SpeechSession::Core : std::enable_shared_from_this<Core> {
     void started(const RecorderError* error);
     void finished();
     void report(const std::string& message);
-    void reportSlowness(const std::string& what);
+    void reportOnce(bool& reported, const std::string& what);
 
     std::atomic<bool> cancelled{false};
     std::atomic<bool> resultsDropped{false};
@@ -87,7 +87,8 @@ struct SpeechSession::Core : std::enable_shared_from_this<Core> {
     /// A callback that is running keeps its own reference: it may cancel the session.
     std::shared_ptr<const Callbacks> callbacks = std::make_shared<const Callbacks>();
     SpeechTranscript transcript;
-    bool reportedSlowness = false;
+    bool reportedDrafts = false;
+    bool reportedLoss = false;
 
     std::uint64_t draftedSegment = 0;  ///< of the live thread, as is the next
     std::size_t draftedSamples = 0;
@@ -147,7 +148,7 @@ bool SpeechSession::Core::takeAudio(Samples& out) {
     if (isDropping() || audio.empty()) return false;
     if (audioLost) {
         hold.unlock();
-        reportSlowness("some speech is left out");
+        reportOnce(reportedLoss, "some speech is left out");
         hold.lock();
         audioLost = false;
     }
@@ -205,7 +206,7 @@ void SpeechSession::Core::enqueue(Job job) {
         }
         changed.notify_all();
     }
-    if (tooSlow) reportSlowness("some segments stay as they were first understood");
+    if (tooSlow) reportOnce(reportedDrafts, "some segments stay as they were first understood");
 }
 
 void SpeechSession::Core::endJobs() {
@@ -285,9 +286,9 @@ void SpeechSession::Core::report(const std::string& message) {
     if (!cancelled && current->report) current->report(message);
 }
 
-void SpeechSession::Core::reportSlowness(const std::string& what) {
+void SpeechSession::Core::reportOnce(bool& reported, const std::string& what) {
     const std::lock_guard hold(delivery);
-    if (std::exchange(reportedSlowness, true)) return;
+    if (std::exchange(reported, true)) return;
     report("recognition is slower than the speech: " + what);
 }
 
