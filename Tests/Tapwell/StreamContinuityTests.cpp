@@ -213,6 +213,22 @@ TEST_F(Continuity, AChunkWithoutATimeFollowsTheLast) {
     EXPECT_EQ(left[9600], 0.5F);
 }
 
+TEST_F(Continuity, ATimeThatCannotBeIsNotBelieved) {
+    begin();
+    for (const double seconds : {-3600.0, 1e9, -1e12, 1e15}) {
+        MixBusChunk chunk;
+        chunk.samples.assign(480, 0.5F);
+        chunk.presentationTime = MediaTime::fromSeconds(seconds, 1000);
+        chunk.beginsAnew = true;
+        continuity.push(microphone, chunk, emit);
+    }
+    push(system, 9600, 4 * 480);
+    push(microphone, 9600 + 4 * 480, 480);
+    push(system, 9600 + 4 * 480, 480);
+    finish();
+    EXPECT_EQ(left.size(), 9600U + 5 * 480U) << "nothing dropped, and no silence for years";
+}
+
 TEST_F(Continuity, ClocksThatDifferAreLeftToTheMixer) {
     begin();
     // The microphone's crystal is so slow that it falls behind by a quarter of a second.

@@ -32,6 +32,7 @@ AudioRecorder::AudioRecorder(Services services)
       events_(services_.streams),
       permissions_({services_.hardware, services_.authorization, services_.environment,
                     services_.queues, services_.streams}),
+      systemOutputRouteQueue_(services_.queues.makeSerialQueue("Tapwell.DefaultSystemOutputRoute")),
       systemAudio_({services_.hardware, services_.queues, services_.environment}, log_) {
     if (RecorderSTTMode::isEnabled(services_.environment)) prewarmSpeechProvider();
 }
@@ -153,7 +154,7 @@ void AudioRecorder::startCapture() {
     micEngine_->setDidResetAudioGraph([output = output_.get()] { output->microphoneDidRestart(); });
     const auto& receiver = output_->receiver();
     watchdog_ = CaptureWatchdog::create(
-        services_.queues, services_.clock,
+        systemOutputRouteQueue_, services_.clock,
         [receiver](double hostSeconds) { receiver->bothStreamsQuietUntil(hostSeconds); }, log_);
     micEngine_->setCaptureBeginsAnew([receiver] { receiver->resetMicrophonePathForRouteChange(); });
     micEngine_->start([receiver, firstBuffers, watchdog = watchdog_](const PcmBuffer& buffer,
@@ -197,7 +198,7 @@ void AudioRecorder::startTranscription() {
 void AudioRecorder::startFollowingDevices() {
     // The recorder and its engine outlive the monitor's registration.
     routeMonitor_ = OutputRouteMonitor::create(
-        {services_.hardware, services_.queues, services_.clock},
+        {services_.hardware, systemOutputRouteQueue_, services_.clock},
         {.holdOffMicrophone =
              [this] {
                  micEngine_->suppressDebouncedInputRestart(micRestartSuppression);

@@ -11,6 +11,9 @@ namespace {
 
 /// Longer than any device's cycle, and shorter than what the mixer lets a stream fall behind.
 constexpr double kAwayAfterSeconds = 0.2;
+/// Of the new device's audio with the old one's: more than any device holds back.
+constexpr double kLongestOverlapSeconds = 2;
+constexpr double kLongestMissingSeconds = 60;
 /// Long silence goes in piece by piece, so that frames flow meanwhile.
 constexpr std::int64_t kSilenceStep = 4096;
 
@@ -31,7 +34,8 @@ CaptureStream StreamContinuity::otherThan(CaptureStream stream) {
 }
 
 std::int64_t StreamContinuity::position(MediaTime time) const {
-    return std::llround(time.seconds() * mixRateHz_);
+    constexpr double kFarthest = 4e18;  // differences fit 64 bits as well
+    return std::llround(std::clamp(time.seconds() * mixRateHz_, -kFarthest, kFarthest));
 }
 
 std::int64_t StreamContinuity::queued(CaptureStream stream) const {
@@ -85,9 +89,17 @@ std::span<const float> StreamContinuity::bridge(CaptureStream stream, const MixB
         return samples;
     }
     const std::int64_t missing = position(chunk.presentationTime) - *self.end - there;
+    if (!isPlausible(missing)) return samples;
     if (missing > 0) pushSilence(stream, missing, emit);
     const auto surplus = static_cast<std::size_t>(std::max<std::int64_t>(-missing, 0));
     return samples.subspan(std::min(surplus, samples.size()));
+}
+
+/// Silence keeps up with a stream that is away, so what is still missing is little. A time that
+/// says otherwise is no time of this clock, and must neither fill the memory nor drop audio.
+bool StreamContinuity::isPlausible(std::int64_t missingSamples) const {
+    const double seconds = static_cast<double>(missingSamples) / mixRateHz_;
+    return seconds >= -kLongestOverlapSeconds && seconds <= kLongestMissingSeconds;
 }
 
 /// At the pace at which the late stream catches up, so that the mixer sees no difference.

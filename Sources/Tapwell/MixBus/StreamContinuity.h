@@ -61,6 +61,7 @@ private:
     std::int64_t standIn(CaptureStream stream);
     std::span<const float> bridge(CaptureStream stream, const MixBusChunk& chunk,
                                   const DualStreamMixer::EmitFrame& emit);
+    bool isPlausible(std::int64_t missingSamples) const;
     void letOtherWait(CaptureStream stream, std::int64_t sampleCount);
     void pushSilence(CaptureStream stream, std::int64_t sampleCount,
                      const DualStreamMixer::EmitFrame& emit);
