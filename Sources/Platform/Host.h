@@ -8,7 +8,9 @@
 #include "Platform/PrivateFile.h"
 #include "Platform/QueueFactory.h"
 #include "Platform/SampleRateConverter.h"
+#include "Platform/SpeechEngines.h"
 #include "Platform/StandardStreams.h"
+#include "Platform/UserDefaults.h"
 
 namespace tapwell {
 
@@ -28,6 +30,8 @@ public:
     virtual Authorization& authorization() = 0;
     virtual Environment& environment() = 0;
     virtual StandardStreams& streams() = 0;
+    virtual SpeechEngines& speechEngines() = 0;
+    virtual UserDefaults& userDefaults() = 0;
 };
 
 }  // namespace tapwell

@@ -414,7 +414,7 @@ TEST_F(Recorder, APrewarmedProviderServesTheFirstRecordingOnly) {
     EXPECT_EQ(logged("STT: reusing pre-warmed ScriptedProvider"), 1);
     EXPECT_EQ(logged("STT enabled: ScriptedProvider for locale=en_US"), 1);
     EXPECT_TRUE(providers[0]->stopped);
-    EXPECT_GT(providers[0]->fed, 10000U);
+    EXPECT_GT(providers[0]->fed, 40000U) << "at the rate that it was made for";
 
     path = folder.file("second.m4a");
     record(1s);

@@ -72,7 +72,7 @@ void AsioSerialQueue::Core::startThread(const std::shared_ptr<Core>& core) {
 
 void AsioSerialQueue::Core::run() {
     nameCurrentThread(label);
-    raiseCurrentThread(qualityOfService);
+    setCurrentThreadPriority(qualityOfService);
     context.run();
 }
 

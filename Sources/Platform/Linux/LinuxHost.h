@@ -6,10 +6,15 @@
 #include "Platform/Linux/LinuxClock.h"
 #include "Platform/Linux/LinuxEnvironment.h"
 #include "Platform/Linux/LinuxQueueFactory.h"
+#include "Platform/Linux/LinuxSpeechEngines.h"
 #include "Platform/Linux/PipeWireAudioHardware.h"
 #include "Platform/Linux/PosixPrivateFile.h"
 #include "Platform/Linux/PosixStandardStreams.h"
 #include "Platform/Linux/SoxrSampleRateConverterFactory.h"
+#include "Platform/Linux/XdgUserDefaults.h"
+
+#include <functional>
+#include <string>
 
 namespace tapwell {
 
@@ -25,19 +30,29 @@ public:
     Authorization& authorization() override { return authorization_; }
     Environment& environment() override { return environment_; }
     StandardStreams& streams() override { return streams_; }
+    SpeechEngines& speechEngines() override { return speechEngines_; }
+    UserDefaults& userDefaults() override { return userDefaults_; }
 
 private:
+    std::function<void(const std::string& message)> logOfArea(const std::string& area) {
+        return [this, prefix = "[Tapwell][" + area + "] "](const std::string& message) {
+            streams_.writeError(prefix + message + "\n");
+        };
+    }
+
     PosixStandardStreams streams_;
     LinuxClock clock_;
     LinuxEnvironment environment_;
     LinuxQueueFactory queues_;
-    PipeWireAudioHardware hardware_{[this](const std::string& message) {
-        streams_.writeError("[Tapwell][pipewire] " + message + "\n");
-    }};
+    PipeWireAudioHardware hardware_{logOfArea("pipewire")};
     LinuxAuthorization authorization_{hardware_};
     SoxrSampleRateConverterFactory converters_;
     FfmpegAssetWriterFactory writers_;
     PosixPrivateFileFactory files_;
+    XdgUserDefaults userDefaults_{environment_, logOfArea("defaults")};
+    LinuxSpeechEngines speechEngines_{SpeechModels::installed(environment_),
+                                      LinuxSpeechEngines::machineHasAnalyzer(),
+                                      logOfArea("speech")};
 };
 
 }  // namespace tapwell

@@ -14,7 +14,8 @@ std::string threadNameForLabel(const std::string& label);
 /// Names the calling thread after a queue's label.
 void nameCurrentThread(const std::string& label);
 
-/// Raises the calling thread's priority where the user may do so; does nothing otherwise.
-void raiseCurrentThread(QualityOfService qualityOfService);
+/// Raises or lowers the calling thread's priority as the work asks for, where the user may do so;
+/// does nothing otherwise.
+void setCurrentThreadPriority(QualityOfService qualityOfService);
 
 }  // namespace tapwell

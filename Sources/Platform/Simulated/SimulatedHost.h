@@ -8,7 +8,9 @@
 #include "Platform/Simulated/SimulatedEnvironment.h"
 #include "Platform/Simulated/SimulatedPrivateFile.h"
 #include "Platform/Simulated/SimulatedQueueFactory.h"
+#include "Platform/Simulated/SimulatedSpeechEngines.h"
 #include "Platform/Simulated/SimulatedStandardStreams.h"
+#include "Platform/Simulated/SimulatedUserDefaults.h"
 #include "Platform/Simulated/VirtualTime.h"
 
 namespace tapwell {
@@ -27,6 +29,8 @@ public:
     SimulatedAuthorization simulatedAuthorization;
     SimulatedEnvironment simulatedEnvironment;
     SimulatedStandardStreams simulatedStreams;
+    SimulatedSpeechEngines simulatedSpeechEngines{time};
+    SimulatedUserDefaults simulatedUserDefaults;
 
     AudioHardware& audioHardware() override { return hardware; }
     SampleRateConverterFactory& converters() override { return converters_; }
@@ -37,6 +41,8 @@ public:
     Authorization& authorization() override { return simulatedAuthorization; }
     Environment& environment() override { return simulatedEnvironment; }
     StandardStreams& streams() override { return simulatedStreams; }
+    SpeechEngines& speechEngines() override { return simulatedSpeechEngines; }
+    UserDefaults& userDefaults() override { return simulatedUserDefaults; }
 
 private:
     SampleRateConverterFactory& converters_;

@@ -11,6 +11,7 @@
 #include "Tapwell/Control/RtmpsOutput.h"
 #include "Tapwell/Control/SingleFileOutput.h"
 #include "Tapwell/Diagnostics/TextFormat.h"
+#include "Tapwell/Transcription/SpeechFeed.h"
 
 #include <exception>
 
@@ -23,6 +24,9 @@ constexpr const char* kSystemAudioPermissionMessage =
 
 /// Of the modes whose format may not depend on what is plugged in.
 constexpr double kFixedMixHz = 48000;
+
+/// Of the speech provider that is made before any session's rate is known.
+constexpr double kPrewarmedSpeechHz = 48000;
 
 }  // namespace
 
@@ -44,8 +48,8 @@ AudioRecorder::~AudioRecorder() {
 
 void AudioRecorder::prewarmSpeechProvider() {
     if (!services_.createSpeechProvider) return;
-    prewarmedSTTProvider_ =
-        services_.createSpeechProvider(services_.environment.localeIdentifier(), sessionMixHz_);
+    prewarmedSTTProvider_ = services_.createSpeechProvider(services_.environment.localeIdentifier(),
+                                                           kPrewarmedSpeechHz);
     if (prewarmedSTTProvider_)
         log_.line("STT pre-warm: created " + prewarmedSTTProvider_->typeName() +
                   " at process launch");
@@ -178,9 +182,11 @@ void AudioRecorder::startCapture() {
 void AudioRecorder::startTranscription() {
     if (!RecorderSTTMode::isEnabled(services_.environment) || !output_->isTranscribed()) return;
     const std::string locale = services_.environment.localeIdentifier();
+    double providerRate = sessionMixHz_;
     if (prewarmedSTTProvider_) {
         log_.line("STT: reusing pre-warmed " + prewarmedSTTProvider_->typeName());
         sttProvider_ = std::exchange(prewarmedSTTProvider_, nullptr);
+        providerRate = kPrewarmedSpeechHz;
     } else if (services_.createSpeechProvider) {
         sttProvider_ = services_.createSpeechProvider(locale, sessionMixHz_);
     }
@@ -189,10 +195,16 @@ void AudioRecorder::startTranscription() {
         return;
     }
     log_.line("STT enabled: " + sttProvider_->typeName() + " for locale=" + locale);
+    const auto feed = SpeechFeed::create(services_.queues, services_.converters, log_, sttProvider_,
+                                         sessionMixHz_, providerRate);
+    if (!feed) {
+        log_.line("STT: no conversion from " + shortestText(sessionMixHz_) + " to " +
+                  shortestText(providerRate) + " Hz");
+        std::exchange(sttProvider_, nullptr)->stop();
+        return;
+    }
     output_->receiver()->setSttCallback(
-        [provider = sttProvider_](std::span<const float> samples, MediaTime time) {
-            provider->feedPCM(samples, time);
-        });
+        [feed](std::span<const float> samples, MediaTime time) { feed->feed(samples, time); });
 }
 
 void AudioRecorder::startFollowingDevices() {

@@ -1,0 +1,54 @@
+#include "Platform/Linux/SpeechSegment.h"
+
+#include <utility>
+
+namespace tapwell {
+namespace {
+
+/// What is kept of the audio before speech was noticed: recognizers need some frames of it, and
+/// notice late.
+constexpr std::size_t kLeadInSamples = 8000;
+// The second pass takes a third of a segment's length and cannot be interrupted, and a cut inside a
+// word costs it: from 8 s on a dip of 60 ms will do, at 15 s the segment ends anyhow.
+constexpr std::size_t kDipWelcomeSamples = 8 * 16000;
+constexpr std::size_t kLongestSamples = 15 * 16000;
+constexpr int kDipBlocks = 3;
+constexpr double kDipPowerRatio = 0.02;  ///< 17 dB below the segment's mean
+
+double meanSquare(const std::vector<std::int16_t>& block) {
+    double sum = 0;
+    for (const std::int16_t sample : block)
+        sum += static_cast<double>(sample) * sample;
+    return block.empty() ? 0 : sum / static_cast<double>(block.size());
+}
+
+}  // namespace
+
+bool SpeechSegment::append(const std::vector<std::int16_t>& block, bool isSpeech) {
+    samples_.insert(samples_.end(), block.begin(), block.end());
+    if (!hasBegun_) {
+        hasBegun_ = isSpeech;
+        if (!isSpeech && samples_.size() > kLeadInSamples)
+            samples_.erase(samples_.begin(), samples_.end() - kLeadInSamples);
+        return false;
+    }
+    const bool dip = isDip(block);
+    return !isSpeech || samples_.size() >= kLongestSamples ||
+           (dip && samples_.size() >= kDipWelcomeSamples);
+}
+
+bool SpeechSegment::isDip(const std::vector<std::int16_t>& block) {
+    const double power = meanSquare(block);
+    energy_ += power;
+    ++blocks_;
+    quietBlocks_ = power < kDipPowerRatio * energy_ / blocks_ ? quietBlocks_ + 1 : 0;
+    return quietBlocks_ >= kDipBlocks;
+}
+
+std::vector<std::int16_t> SpeechSegment::take() {
+    auto samples = std::exchange(samples_, {});
+    *this = SpeechSegment();
+    return samples;
+}
+
+}  // namespace tapwell
