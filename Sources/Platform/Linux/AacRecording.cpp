@@ -24,6 +24,7 @@ bool AacRecording::start(const AudioOutputSettings& settings) {
         failLocked(error);
         return false;
     }
+    hasBegun_ = true;
     status_ = Status::writing;
     return true;
 }
@@ -93,7 +94,7 @@ void AacRecording::finish() {
 
 void AacRecording::abandon() {
     const std::lock_guard lock(mutex_);
-    if (!fragments_ && status() != Status::completed) {
+    if (!hasBegun_) {
         file_.remove();
     } else if (status() == Status::writing) {
         try {

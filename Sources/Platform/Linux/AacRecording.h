@@ -50,6 +50,7 @@ private:
     std::unique_ptr<AacEncoder> encoder_;
     std::unique_ptr<FragmentedMp4File> fragments_;
     std::uint64_t frameCount_ = 0;
+    bool hasBegun_ = false;  ///< there is a file worth keeping
     bool hasSession_ = false;
     std::atomic<AssetWriter::Status> status_{AssetWriter::Status::unknown};
     mutable std::mutex errorMutex_;

@@ -112,6 +112,7 @@ TEST(WriteFailure, KeepsTheFragmentsWhenTheFinishedFileDoesNotFit) {
     ASSERT_TRUE(recording.writer().error());
     EXPECT_EQ(recording.writer().error()->description(),
               "Cannot finish recording file \"" + path + "\": No space left on device");
+    recording.destroyWriter();
     EXPECT_THAT(scratch.names(), ::testing::ElementsAre("a.m4a"));
     EXPECT_FALSE(readMp4File(path).all("moof").empty());
     EXPECT_EQ(decodeAudioFile(path).frameCount(), (kFrames + 1023) / 1024 * 1024);
