@@ -34,7 +34,7 @@ private:
     }};
     LinuxAuthorization authorization_{hardware_};
     SoxrSampleRateConverterFactory converters_;
-    FfmpegAssetWriterFactory writers_;
+    FfmpegAssetWriterFactory writers_{clock_};
 };
 
 }  // namespace tapwell

@@ -86,7 +86,8 @@ TEST(WriteFailure, FailsToStartOnAFullDisk) {
     const TemporaryDirectory scratch;
     const std::string path = scratch.file("a.m4a");
     {
-        const auto writer = FfmpegAssetWriterFactory().makeWriter(path);
+        const ManualClock clock;
+        const auto writer = FfmpegAssetWriterFactory(clock).makeWriter(path);
         writer->add(writer->makeInput(kMono, nullptr));
         const FaultyWrites faults({FaultyWrites::Call{.errorNumber = ENOSPC}});
         EXPECT_FALSE(writer->startWriting());
