@@ -70,6 +70,7 @@ void AacSegmentWorkers::encode(Job& job) {
     {
         const std::lock_guard lock(mutex_);
         spareBuffers_.push_back(std::move(job.samples));
+        if (job.failure) hasFailed_ = true;
         job.state = State::done;
     }
     done_.notify_all();
@@ -88,8 +89,6 @@ bool AacSegmentWorkers::encodeOne(std::size_t allowedWaiting) {
 }
 
 void AacSegmentWorkers::submit(std::vector<float> samples, bool isLast, const PacketSink& sink) {
-    // Packets pile up behind a segment whose thread gets no processor time.
-    const std::size_t mostJobs = 4 * (threads_.size() + 1);
     auto job = std::make_unique<Job>();
     job->samples = std::move(samples);
     job->sampleCount = job->samples.size();
@@ -102,14 +101,17 @@ void AacSegmentWorkers::submit(std::vector<float> samples, bool isLast, const Pa
     while (encodeOne(threads_.size())) {
     }
     handOutDone(sink);
-    for (;;) {
-        {
-            const std::lock_guard lock(mutex_);
-            if (jobs_.size() <= mostJobs) return;
-        }
+    while (mustWait()) {
         waitForFirst();
         handOutDone(sink);
     }
+}
+
+/// When packets pile up behind a segment whose thread gets no processor time, and when there is a
+/// failure to come to.
+bool AacSegmentWorkers::mustWait() const {
+    const std::lock_guard lock(mutex_);
+    return hasFailed_ || jobs_.size() > 3 * threads_.size() + 1;
 }
 
 void AacSegmentWorkers::drain(const PacketSink& sink) {

@@ -17,8 +17,9 @@ namespace tapwell {
 
 /// Encodes segments of a stream at once, each with an encoder of its own, on threads that it owns
 /// and on the caller's; packets come out in the segments' order, on the caller's thread. At most
-/// two segments a thread are held. Failures throw from the call that reaches the segment: what an
-/// encoder threw, or what a sink threw. One caller at a time.
+/// two segments a thread are held. Failures throw from the call that notices: what an encoder
+/// threw, after the packets before it are handed out, or what a sink threw. Only destruction may
+/// follow. One caller at a time.
 class AacSegmentWorkers {
 public:
     using PacketSink = AacEncoder::PacketSink;
@@ -61,6 +62,7 @@ private:
     void encode(Job& job);
     void handOutDone(const PacketSink& sink);
     bool waitForFirst();
+    bool mustWait() const;
 
     const AudioOutputSettings settings_;
     mutable std::mutex mutex_;
@@ -68,6 +70,7 @@ private:
     std::condition_variable done_;
     std::deque<std::unique_ptr<Job>> jobs_;         ///< guarded by mutex_, in order
     std::vector<std::vector<float>> spareBuffers_;  ///< guarded by mutex_
+    bool hasFailed_ = false;                        ///< guarded by mutex_
     bool isStopping_ = false;                       ///< guarded by mutex_
     std::vector<std::thread> threads_;
 };

@@ -12,7 +12,7 @@ extern "C" {
 namespace tapwell {
 
 unsigned FfmpegAssetWriterFactory::defaultEncoderCount() {
-    constexpr unsigned kMostEncoders = 6;
+    constexpr unsigned kMostEncoders = 4;
     return std::clamp(std::thread::hardware_concurrency(), 1U, kMostEncoders);
 }
 

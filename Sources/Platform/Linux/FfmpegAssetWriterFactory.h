@@ -8,8 +8,8 @@ namespace tapwell {
 /// Makes FfmpegAssetWriters. Any thread.
 class FfmpegAssetWriterFactory final : public AssetWriterFactory {
 public:
-    /// As many encoders at once as have a processor and something to do: more than six would wait
-    /// for their samples.
+    /// As many encoders at once as there are processors, but no more than are worth their memory: a
+    /// producer hardly keeps four of them busy.
     static unsigned defaultEncoderCount();
 
     /// Turns off the messages that FFmpeg's libraries print. `clock` must outlive the writers.
