@@ -5,6 +5,7 @@
 #include "Platform/Authorization.h"
 #include "Platform/Clock.h"
 #include "Platform/Environment.h"
+#include "Platform/PrivateFile.h"
 #include "Platform/QueueFactory.h"
 #include "Platform/SampleRateConverter.h"
 #include "Platform/StandardStreams.h"
@@ -21,6 +22,7 @@ public:
     virtual AudioHardware& audioHardware() = 0;
     virtual SampleRateConverterFactory& converters() = 0;
     virtual AssetWriterFactory& assetWriters() = 0;
+    virtual PrivateFileFactory& files() = 0;
     virtual QueueFactory& queues() = 0;
     virtual Clock& clock() = 0;
     virtual Authorization& authorization() = 0;

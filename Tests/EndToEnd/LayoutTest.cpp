@@ -3,10 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <span>
 #include <thread>
 
@@ -64,6 +66,27 @@ private:
     }
 };
 
+/// The reader that the documentation gives to those who write a parent, and what it makes of a
+/// file with everything that a recording wrote to standard output: one line for each event, and the
+/// number of PCM bytes.
+std::string readAsDocumented(const std::filesystem::path& output) {
+    std::ifstream documentation(TAPWELL_PROTOCOL);
+    std::string program;
+    bool isReader = false;
+    for (std::string line; std::getline(documentation, line);) {
+        if (line == "    import json") isReader = true;
+        if (isReader && !line.empty() && !line.starts_with("    ")) break;
+        if (isReader) program += line.substr(std::min<std::size_t>(line.size(), 4)) + "\n";
+    }
+    program +=
+        "import sys\n"
+        "pcm = []\n"
+        "with open(sys.argv[1], 'rb') as stream:\n"
+        "    read_stream(stream, lambda e: print(e['event']), lambda p: pcm.append(len(p)))\n"
+        "print(sum(pcm), 'bytes')\n";
+    return ChildProcess::run({"python3", "-c", program, output.string()}).standardOutput;
+}
+
 class LayoutTest : public RecordingTest {
 protected:
     void playTones() { audio().play({tone(1000, 0.5, 12, 48000), tone(440, 0.05, 12, 48000)}); }
@@ -100,7 +123,7 @@ TEST_F(LayoutTest, StereoKeepsTheSourcesApart) {
 }
 
 TEST_F(LayoutTest, StreamsWholeFramesBetweenWholeLines) {
-    launch({}, 48000, {{"TL_RECORDER_RTMPS_MODE", "1"}});
+    launch({}, 48000, {{"TL_RECORDER_RTMPS_MODE", "1"}, {"TL_MACOS_DUAL_TRACK_RECORDING", "1"}});
     playTones();
     ASSERT_TRUE(tapwell().sendStart(file()));
     constexpr std::size_t statusCount = 50;
@@ -123,6 +146,13 @@ TEST_F(LayoutTest, StreamsWholeFramesBetweenWholeLines) {
     EXPECT_EQ(stream.events.back()["event"], "finalized");
     expectSides(stream.pcm);
     EXPECT_FALSE(std::filesystem::exists(file())) << "this mode makes no file";
+
+    std::ofstream(file("output"), std::ios::binary) << tapwell().standardOutput().text();
+    std::string expected = "started\n";
+    for (std::size_t index = 0; index < statusCount; ++index)
+        expected += "status\n";
+    expected += "finalized\n" + std::to_string(4 * stream.pcm.left.size()) + " bytes\n";
+    EXPECT_EQ(readAsDocumented(file("output")), expected);
 }
 
 }  // namespace

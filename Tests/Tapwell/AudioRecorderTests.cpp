@@ -37,8 +37,9 @@ struct Recorder : testing::Test, test::SimulatedMeeting {
 
     AudioRecorder& make() {
         recorder = std::make_unique<AudioRecorder>(AudioRecorder::Services{
-            host.hardware, converters, host.writers, host.simulatedQueues, host.simulatedClock,
-            host.simulatedAuthorization, host.simulatedEnvironment, host.simulatedStreams,
+            host.hardware, converters, host.writers, host.simulatedFiles, host.simulatedQueues,
+            host.simulatedClock, host.simulatedAuthorization, host.simulatedEnvironment,
+            host.simulatedStreams,
             [this](const std::string& locale, double rate) -> std::shared_ptr<ScriptedProvider> {
                 EXPECT_EQ(locale, "en_US");
                 if (!providerAvailable) return nullptr;
@@ -112,9 +113,10 @@ TEST_F(Recorder, ALateDeviceDoesNotShiftTheStreamsAgainstEachOther) {
         meeting.speakerDevice().framesPerCycle = 2048;
         meeting.host.simulatedEnvironment.variables["TL_MACOS_UPLOAD_STEREO_LR"] = "1";
         AudioRecorder pair({meeting.host.hardware, meeting.converters, meeting.host.writers,
-                            meeting.host.simulatedQueues, meeting.host.simulatedClock,
-                            meeting.host.simulatedAuthorization, meeting.host.simulatedEnvironment,
-                            meeting.host.simulatedStreams, nullptr});
+                            meeting.host.simulatedFiles, meeting.host.simulatedQueues,
+                            meeting.host.simulatedClock, meeting.host.simulatedAuthorization,
+                            meeting.host.simulatedEnvironment, meeting.host.simulatedStreams,
+                            nullptr});
         pair.start(meeting.path);
         meeting.host.time.advance(3s);
         pair.stop();
@@ -212,8 +214,8 @@ TEST_F(Recorder, EveryStepOfAStartThatFailsIsReportedAndUndone) {
     for (const Case& failing : cases) {
         test::SimulatedMeeting meeting;
         AudioRecorder failed({meeting.host.hardware, meeting.converters, meeting.host.writers,
-                              meeting.host.simulatedQueues, meeting.host.simulatedClock,
-                              meeting.host.simulatedAuthorization,
+                              meeting.host.simulatedFiles, meeting.host.simulatedQueues,
+                              meeting.host.simulatedClock, meeting.host.simulatedAuthorization,
                               meeting.host.simulatedEnvironment, meeting.host.simulatedStreams,
                               nullptr});
         failing.spoil(meeting.host);
@@ -301,13 +303,6 @@ TEST_F(Recorder, CrystalsThatDisagreeStayInStep) {
     recorder->stop();
     EXPECT_NEAR(static_cast<double>(recorded().size()), 120.0 * 48000, 1000);
     EXPECT_EQ(logged("padded"), 0);
-}
-
-TEST_F(Recorder, ModesThatThisBuildLacksAreRefusedClearly) {
-    host.simulatedEnvironment.variables = {{"TL_MACOS_DUAL_TRACK_RECORDING", "1"}};
-    make().start(path);
-    EXPECT_THAT(events().at(0), HasSubstr("TL_MACOS_DUAL_TRACK_RECORDING is set, but this build"));
-    expectIdleWithNothingLeft();
 }
 
 TEST_F(Recorder, StreamingWinsOverDualTracksAndRunsAt48000) {
@@ -451,8 +446,8 @@ TEST_F(Recorder, TranscriptionDoesNotChangeASample) {
     test::SimulatedMeeting other;
     other.host.simulatedEnvironment.variables["TL_RECORDER_STT_ENABLED"] = "1";
     AudioRecorder transcribing(
-        {other.host.hardware, other.converters, other.host.writers, other.host.simulatedQueues,
-         other.host.simulatedClock, other.host.simulatedAuthorization,
+        {other.host.hardware, other.converters, other.host.writers, other.host.simulatedFiles,
+         other.host.simulatedQueues, other.host.simulatedClock, other.host.simulatedAuthorization,
          other.host.simulatedEnvironment, other.host.simulatedStreams,
          [](const std::string&, double) { return std::make_shared<ScriptedProvider>(); }});
     transcribing.start(other.path);

@@ -1,10 +1,23 @@
 #include "Platform/Linux/FileOperations.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 
 namespace tapwell {
+
+int createForOwner(const std::string& path, int& outDescriptor) {
+    constexpr mode_t kOwnerOnly = 0600;
+    do {
+        outDescriptor = ::open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, kOwnerOnly);
+    } while (outDescriptor < 0 && errno == EINTR);
+    if (outDescriptor < 0) return errno;
+    // An inherited access list can have changed the mode. File systems without modes refuse.
+    (void)::fchmod(outDescriptor, kOwnerOnly);
+    return 0;
+}
 
 int writeAll(int descriptor, std::span<const std::byte> bytes, std::uint64_t offset) {
     while (!bytes.empty()) {

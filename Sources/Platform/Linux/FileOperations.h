@@ -3,8 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 
 namespace tapwell {
+
+/// Creates a file that must not exist, for its owner only, and opens it for reading and writing.
+/// Returns 0, with the descriptor, or errno.
+int createForOwner(const std::string& path, int& outDescriptor);
 
 /// Writes all of `bytes` at `offset`, going on after short writes and interruptions. Returns 0 or
 /// the errno of the write that failed; part of the bytes may be in the file then.

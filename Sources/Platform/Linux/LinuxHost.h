@@ -7,6 +7,7 @@
 #include "Platform/Linux/LinuxEnvironment.h"
 #include "Platform/Linux/LinuxQueueFactory.h"
 #include "Platform/Linux/PipeWireAudioHardware.h"
+#include "Platform/Linux/PosixPrivateFile.h"
 #include "Platform/Linux/PosixStandardStreams.h"
 #include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 
@@ -18,6 +19,7 @@ public:
     AudioHardware& audioHardware() override { return hardware_; }
     SampleRateConverterFactory& converters() override { return converters_; }
     AssetWriterFactory& assetWriters() override { return writers_; }
+    PrivateFileFactory& files() override { return files_; }
     QueueFactory& queues() override { return queues_; }
     Clock& clock() override { return clock_; }
     Authorization& authorization() override { return authorization_; }
@@ -35,6 +37,7 @@ private:
     LinuxAuthorization authorization_{hardware_};
     SoxrSampleRateConverterFactory converters_;
     FfmpegAssetWriterFactory writers_{clock_};
+    PosixPrivateFileFactory files_;
 };
 
 }  // namespace tapwell

@@ -2,23 +2,16 @@
 
 #include "Platform/Linux/FileOperations.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <system_error>
 
 namespace tapwell {
 
 RecordingFile::RecordingFile(std::string path) : path_(std::move(path)) {
-    constexpr mode_t kOwnerOnly = 0600;
-    do {
-        descriptor_ = ::open(path_.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, kOwnerOnly);
-    } while (descriptor_ < 0 && errno == EINTR);
-    if (descriptor_ < 0) throw error("create", errno);
-    // An inherited access list can have changed the mode. File systems without modes refuse.
-    (void)::fchmod(descriptor_, kOwnerOnly);
+    if (const int errorNumber = createForOwner(path_, descriptor_))
+        throw error("create", errorNumber);
 }
 
 RecordingFile::~RecordingFile() {

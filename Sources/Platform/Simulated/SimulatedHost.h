@@ -6,6 +6,7 @@
 #include "Platform/Simulated/SimulatedAuthorization.h"
 #include "Platform/Simulated/SimulatedClock.h"
 #include "Platform/Simulated/SimulatedEnvironment.h"
+#include "Platform/Simulated/SimulatedPrivateFile.h"
 #include "Platform/Simulated/SimulatedQueueFactory.h"
 #include "Platform/Simulated/SimulatedStandardStreams.h"
 #include "Platform/Simulated/VirtualTime.h"
@@ -20,6 +21,7 @@ public:
     VirtualTime time;
     SimulatedAudioHardware hardware{time};
     SimulatedAssetWriterFactory writers{time};
+    SimulatedPrivateFileFactory simulatedFiles;
     SimulatedQueueFactory simulatedQueues{time};
     SimulatedClock simulatedClock{time};
     SimulatedAuthorization simulatedAuthorization;
@@ -29,6 +31,7 @@ public:
     AudioHardware& audioHardware() override { return hardware; }
     SampleRateConverterFactory& converters() override { return converters_; }
     AssetWriterFactory& assetWriters() override { return writers; }
+    PrivateFileFactory& files() override { return simulatedFiles; }
     QueueFactory& queues() override { return simulatedQueues; }
     Clock& clock() override { return simulatedClock; }
     Authorization& authorization() override { return simulatedAuthorization; }

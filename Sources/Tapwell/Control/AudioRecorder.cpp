@@ -7,10 +7,12 @@
 #include "Tapwell/Configuration/RecorderSTTMode.h"
 #include "Tapwell/Configuration/RecorderUploadLayout.h"
 #include "Tapwell/Configuration/RecordingSessionMixSampleRate.h"
+#include "Tapwell/Control/DualTrackOutput.h"
+#include "Tapwell/Control/RtmpsOutput.h"
+#include "Tapwell/Control/SingleFileOutput.h"
 #include "Tapwell/Diagnostics/TextFormat.h"
 
 #include <exception>
-#include <filesystem>
 
 namespace tapwell {
 namespace {
@@ -19,12 +21,8 @@ constexpr const char* kSystemAudioPermissionMessage =
     "System audio capture permission required. Open System Settings → Privacy & Security, find "
     "system audio capture for Tolvane or tapwell, enable it, then restart the app.";
 
-/// Of the PCM that a live stream is made of.
-constexpr double kStreamingMixHz = 48000;
-
-std::string besideOutput(const std::string& outputPath, const char* name) {
-    return (std::filesystem::path(outputPath).parent_path() / name).string();
-}
+/// Of the modes whose format may not depend on what is plugged in.
+constexpr double kFixedMixHz = 48000;
 
 }  // namespace
 
@@ -70,7 +68,7 @@ void AudioRecorder::start(const std::string& outputPath) {
         chooseSessionMixRate(mode);
         micEngine_ = MicrophonePCMEngine::create(
             {services_.hardware, services_.queues, services_.clock}, log_.withArea("mic-engine"));
-        buildSinks(mode, outputPath);
+        output_ = makeOutput(mode);
         startCapture();
     } catch (const RecorderCoreAudioError& error) {
         if (error.isSystemAudioPermissionDenied())
@@ -94,24 +92,30 @@ void AudioRecorder::prepareSystemTap() {
 
 AudioRecorder::CaptureMode AudioRecorder::chooseCaptureMode() const {
     if (RecorderRtmpsMode::isEnabled(services_.environment)) return CaptureMode::rtmps;
-    if (RecorderDualTrackMode::isEnabled(services_.environment))
-        throw RecorderError(0,
-                            "TL_MACOS_DUAL_TRACK_RECORDING is set, but this build cannot record "
-                            "dual tracks. Unset it to record the mix.");
+    if (RecorderDualTrackMode::isEnabled(services_.environment)) return CaptureMode::dualTrack;
     return CaptureMode::singleFile;
 }
 
 void AudioRecorder::chooseSessionMixRate(CaptureMode mode) {
+    const double tapNominal = systemTap_->tapAVFormat()->sampleRate();
     if (mode == CaptureMode::rtmps) {
-        sessionMixHz_ = kStreamingMixHz;
+        sessionMixHz_ = kFixedMixHz;
         log_.line("RTMPS mode: stereo PCM stdout @ " + shortestText(sessionMixHz_) +
                   " Hz (L=mic R=system)");
         return;
     }
-    const double tapNominal = systemTap_->tapAVFormat()->sampleRate();
     const auto output = recorderDefaultSystemOutputDeviceObjectID(services_.hardware);
-    sessionMixHz_ = RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
+    const double routeHz = RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
         services_.hardware, output, tapNominal, std::nullopt);
+    if (mode == CaptureMode::dualTrack) {
+        sessionMixHz_ = kFixedMixHz;
+        log_.line("dual-track WAV storage=" + fixedText(sessionMixHz_, 1) + " Hz route capture=" +
+                  fixedText(routeHz, 1) + " Hz (tap nominal=" + fixedText(tapNominal, 1) +
+                  " default output nominal=" + nominalRateText(output) + " input nominal=" +
+                  nominalRateText(recorderDefaultInputDeviceObjectID(services_.hardware)) + " Hz)");
+        return;
+    }
+    sessionMixHz_ = routeHz;
     log_.line("session mix bus=" + shortestText(sessionMixHz_) +
               " Hz (tap nominal=" + shortestText(tapNominal) +
               " default output nominal=" + nominalRateText(output) + " input nominal=" +
@@ -124,62 +128,55 @@ std::string AudioRecorder::nominalRateText(std::optional<AudioObjectID> device) 
     return rate ? fixedText(*rate, 1) : "nil";
 }
 
-void AudioRecorder::buildSinks(CaptureMode mode, const std::string& outputPath) {
+std::unique_ptr<RecordingOutput> AudioRecorder::makeOutput(CaptureMode mode) {
     const RecorderUploadLayout layout = currentUploadLayout(services_.environment);
     log_.line(std::string("upload layout=") + layoutName(layout) +
               " (TL_MACOS_UPLOAD_STEREO_LR for stereo L=mic R=system)");
-    if (mode == CaptureMode::singleFile) {
-        buildFileSinks(layout, outputPath);
-        return;
-    }
-    rtmpsPcmSink_ = RtmpsPcmStdoutSink::create(services_.queues, services_.streams);
-    router_ = MixedPCMFeedRouter::create(
-        {services_.queues, services_.clock, services_.converters, services_.streams}, rtmpsPcmSink_,
-        sessionMixHz_);
-}
-
-void AudioRecorder::buildFileSinks(RecorderUploadLayout layout, const std::string& outputPath) {
-    const TrackSinkEncoding encoding = layout == RecorderUploadLayout::stereoLR
-                                           ? TrackSinkEncoding::mixedStereoFloatPCMToAAC
-                                           : TrackSinkEncoding::mixedMonoFloatPCMToAAC;
-    trackSink_ = TrackSink::create({services_.writers, services_.queues, services_.streams},
-                                   outputPath, "mixed", encoding,
-                                   [this](std::int64_t bytes) { progressState_.addBytes(bytes); });
-    if (RecorderDebugMixedWavSink::shouldRecordDebugWav(services_.environment) &&
-        layout == RecorderUploadLayout::monoMix)
-        debugWavSink_ = std::make_shared<RecorderDebugMixedWavSink>(
-            besideOutput(outputPath, "upload_audio_debug.wav"),
-            static_cast<std::uint32_t>(sessionMixHz_), log_.withArea("debug-wav"));
-    router_ = MixedPCMFeedRouter::create(
-        {services_.queues, services_.clock, services_.converters, services_.streams}, trackSink_,
-        sessionMixHz_, layout, debugWavSink_);
+    if (mode == CaptureMode::rtmps)
+        return std::make_unique<RtmpsOutput>(
+            RtmpsOutput::Services{services_.converters, services_.queues, services_.clock,
+                                  services_.streams},
+            sessionMixHz_);
+    const auto countBytes = [this](std::int64_t bytes) { progressState_.addBytes(bytes); };
+    if (mode == CaptureMode::dualTrack)
+        return std::make_unique<DualTrackOutput>(
+            DualTrackOutput::Services{services_.writers, services_.files, services_.converters,
+                                      services_.queues, services_.clock, services_.environment,
+                                      services_.streams},
+            outputPath_, layout, sessionMixHz_, countBytes);
+    return std::make_unique<SingleFileOutput>(
+        SingleFileOutput::Services{services_.writers, services_.converters, services_.queues,
+                                   services_.clock, services_.environment, services_.streams},
+        outputPath_, layout, sessionMixHz_, countBytes);
 }
 
 void AudioRecorder::startCapture() {
     const auto firstBuffers = std::make_shared<FirstBuffers>(services_.queues.makeSemaphore());
-    micEngine_->setDidResetAudioGraph(
-        [router = router_] { router->resetMicrophonePathForRouteChange(); });
-    micEngine_->start(
-        [router = router_, firstBuffers](const PcmBuffer& buffer, const AudioTime& when) {
-            firstBuffers->microphoneArrived();
-            router->handleMicrophone(buffer, when);
-        });
+    // The output outlives the engine.
+    micEngine_->setWillResetAudioGraph(
+        [output = output_.get()] { output->microphoneWillRestart(); });
+    micEngine_->setDidResetAudioGraph([output = output_.get()] { output->microphoneDidRestart(); });
+    const auto& receiver = output_->receiver();
+    micEngine_->start([receiver, firstBuffers](const PcmBuffer& buffer, const AudioTime& when) {
+        firstBuffers->microphoneArrived();
+        receiver->handleMicrophone(buffer, when);
+    });
     systemTap_->run(tapIOQueue_, *systemTap_->tapAVFormat(), nullptr,
-                    [router = router_, firstBuffers, weakTap = std::weak_ptr(systemTap_)](
+                    [receiver, firstBuffers, weakTap = std::weak_ptr(systemTap_)](
                         const PcmBuffer& buffer, const AudioTimeStamp& stamp) {
                         firstBuffers->systemArrived();
                         std::optional<double> hint;
                         if (const auto tap = weakTap.lock())
                             if (const auto format = tap->ioFormat()) hint = format->sampleRate();
-                        router->handleSystem(buffer, stamp, hint);
+                        receiver->handleSystem(buffer, stamp, hint);
                     });
     firstBuffers->awaitBoth(services_.clock, firstBuffersTimeout);
-    if (firstBuffers->hasMicrophoneArrived()) router_->expectMicrophone();
-    router_->setCaptureStarted(true);
+    if (firstBuffers->hasMicrophoneArrived()) receiver->expectMicrophone();
+    receiver->setCaptureStarted(true);
 }
 
 void AudioRecorder::startTranscription() {
-    if (!RecorderSTTMode::isEnabled(services_.environment) || rtmpsPcmSink_) return;
+    if (!RecorderSTTMode::isEnabled(services_.environment) || !output_->isTranscribed()) return;
     const std::string locale = services_.environment.localeIdentifier();
     if (prewarmedSTTProvider_) {
         log_.line("STT: reusing pre-warmed " + prewarmedSTTProvider_->typeName());
@@ -192,7 +189,7 @@ void AudioRecorder::startTranscription() {
         return;
     }
     log_.line("STT enabled: " + sttProvider_->typeName() + " for locale=" + locale);
-    router_->setSttCallback(
+    output_->receiver()->setSttCallback(
         [provider = sttProvider_](std::span<const float> samples, MediaTime time) {
             provider->feedPCM(samples, time);
         });
@@ -201,15 +198,23 @@ void AudioRecorder::startTranscription() {
 void AudioRecorder::stop() {
     if (!isRecording()) return;
     if (sttProvider_) {
-        router_->setSttCallback(nullptr);
+        output_->receiver()->setSttCallback(nullptr);
         sttProvider_->stop();
         sttProvider_.reset();
     }
+    output_->captureWillStop();
     stopCapture();
-    router_->logDiagnosticsAfterStopCapture();
-    router_->flushMixedTail();
-    finishSinks();
-    dropSinks();
+    finishOutput();
+}
+
+void AudioRecorder::finishOutput() {
+    const auto output = std::exchange(output_, nullptr);
+    try {
+        if (const auto size = output->finish()) progressState_.setBytesWritten(*size);
+    } catch (const RecorderError& error) {
+        events_.emitEvent(ErrorEvent{kRecorderFinalizeFailed, error.description()});
+        return;
+    }
     events_.emitEvent(FinalizedEvent{outputPath_, progressState_.bytesWritten(),
                                      progressState_.elapsedMs(services_.clock.now())});
 }
@@ -227,45 +232,6 @@ void AudioRecorder::stopCapture() {
     }
 }
 
-void AudioRecorder::finishSinks() {
-    if (rtmpsPcmSink_) {
-        rtmpsPcmSink_->flush();
-        log_.line("RTMPS capture stopped: pcmBytesEmitted=" +
-                  std::to_string(rtmpsPcmSink_->bytesEmitted()) +
-                  " framesDropped=" + std::to_string(rtmpsPcmSink_->framesDropped()));
-        return;
-    }
-    finishDebugWav();
-    finishRecordingFile();
-}
-
-/// The recording does not suffer when its diagnosis cannot be written.
-void AudioRecorder::finishDebugWav() {
-    if (!debugWavSink_) return;
-    try {
-        debugWavSink_->finalizeSync();
-    } catch (const RecorderError& error) {
-        log_.line(error.description());
-    }
-}
-
-void AudioRecorder::dropSinks() {
-    router_.reset();
-    trackSink_.reset();
-    debugWavSink_.reset();
-    rtmpsPcmSink_.reset();
-}
-
-void AudioRecorder::finishRecordingFile() {
-    if (auto task = trackSink_->finishWriter()) task->await();
-    std::error_code error;
-    const auto size = std::filesystem::file_size(outputPath_, error);
-    const std::int64_t sizeBytes = error ? 0 : static_cast<std::int64_t>(size);
-    progressState_.setBytesWritten(sizeBytes);
-    log_.line("after finishWriting: upload path=" + outputPath_ + " exists=" + boolText(!error) +
-              " sizeBytes=" + std::to_string(sizeBytes));
-}
-
 void AudioRecorder::failStart(const std::string& code, const std::string& message) {
     tearDownAfterFailedStart();
     events_.emitEvent(ErrorEvent{code, message});
@@ -278,7 +244,7 @@ void AudioRecorder::tearDownAfterFailedStart() {
     if (prewarmedSTTProvider_) prewarmedSTTProvider_->stop();
     prewarmedSTTProvider_.reset();
     stopCapture();
-    dropSinks();
+    if (const auto output = std::exchange(output_, nullptr)) output->abandon();
 }
 
 }  // namespace tapwell

@@ -5,6 +5,7 @@
 #include "Platform/Authorization.h"
 #include "Platform/Clock.h"
 #include "Platform/Environment.h"
+#include "Platform/PrivateFile.h"
 #include "Platform/QueueFactory.h"
 #include "Platform/SampleRateConverter.h"
 #include "Platform/StandardStreams.h"
@@ -13,9 +14,8 @@
 #include "Tapwell/Capture/SystemAudioTapSession.h"
 #include "Tapwell/Control/AudioRecorderProgressState.h"
 #include "Tapwell/Control/FirstBuffers.h"
+#include "Tapwell/Control/RecordingOutput.h"
 #include "Tapwell/Diagnostics/Log.h"
-#include "Tapwell/MixBus/MixedPCMFeedRouter.h"
-#include "Tapwell/Outputs/TrackSink.h"
 #include "Tapwell/Protocol/EventEmitter.h"
 #include "Tapwell/Transcription/SpeechRecognitionProvider.h"
 
@@ -37,6 +37,7 @@ public:
         AudioHardware& hardware;
         SampleRateConverterFactory& converters;
         AssetWriterFactory& writers;
+        PrivateFileFactory& files;
         QueueFactory& queues;
         Clock& clock;
         Authorization& authorization;
@@ -65,20 +66,16 @@ public:
 
 private:
     void prewarmSpeechProvider();
-    enum class CaptureMode { singleFile, rtmps };
+    enum class CaptureMode { singleFile, dualTrack, rtmps };
 
     void prepareSystemTap();
     CaptureMode chooseCaptureMode() const;
     void chooseSessionMixRate(CaptureMode mode);
-    void buildSinks(CaptureMode mode, const std::string& outputPath);
-    void buildFileSinks(RecorderUploadLayout layout, const std::string& outputPath);
+    std::unique_ptr<RecordingOutput> makeOutput(CaptureMode mode);
     void startCapture();
     void startTranscription();
     void stopCapture();
-    void finishSinks();
-    void finishDebugWav();
-    void finishRecordingFile();
-    void dropSinks();
+    void finishOutput();
     void failStart(const std::string& code, const std::string& message);
     void tearDownAfterFailedStart();
     std::string nominalRateText(std::optional<AudioObjectID> device) const;
@@ -90,10 +87,7 @@ private:
 
     std::shared_ptr<SystemAudioTapSession> systemTap_;
     std::shared_ptr<MicrophonePCMEngine> micEngine_;
-    std::shared_ptr<TrackSink> trackSink_;
-    std::shared_ptr<RecorderDebugMixedWavSink> debugWavSink_;
-    std::shared_ptr<RtmpsPcmStdoutSink> rtmpsPcmSink_;
-    std::shared_ptr<MixedPCMFeedRouter> router_;
+    std::unique_ptr<RecordingOutput> output_;
     std::shared_ptr<SpeechRecognitionProvider> sttProvider_;
     std::shared_ptr<SpeechRecognitionProvider> prewarmedSTTProvider_;
     double sessionMixHz_ = 48000;

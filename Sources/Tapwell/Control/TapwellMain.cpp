@@ -7,9 +7,9 @@ namespace tapwell {
 TapwellMain::TapwellMain(Host& host, CreateSpeechProvider createSpeechProvider)
     : streams_(host.streams()),
       events_(host.streams()),
-      recorder_({host.audioHardware(), host.converters(), host.assetWriters(), host.queues(),
-                 host.clock(), host.authorization(), host.environment(), host.streams(),
-                 std::move(createSpeechProvider)}) {}
+      recorder_({host.audioHardware(), host.converters(), host.assetWriters(), host.files(),
+                 host.queues(), host.clock(), host.authorization(), host.environment(),
+                 host.streams(), std::move(createSpeechProvider)}) {}
 
 int TapwellMain::main() {
     while (!shutdownRequested_) {

@@ -1,13 +1,11 @@
 #pragma once
 
-#include "Platform/AudioTime.h"
-#include "Platform/AudioTimeStamp.h"
 #include "Platform/Clock.h"
-#include "Platform/PcmBuffer.h"
 #include "Platform/QueueFactory.h"
 #include "Platform/SampleRateConverter.h"
 #include "Tapwell/Configuration/RecorderUploadLayout.h"
 #include "Tapwell/Diagnostics/Log.h"
+#include "Tapwell/MixBus/CaptureReceiver.h"
 #include "Tapwell/MixBus/DualStreamMixer.h"
 #include "Tapwell/MixBus/PCMToMixBusConverter.h"
 #include "Tapwell/MixBus/SystemClockEstimate.h"
@@ -19,7 +17,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -31,11 +28,9 @@ namespace tapwell {
 /// serial queue mixes them, wraps the frames and appends them to the sink.
 ///
 /// Owned through a shared pointer; buffers on their way when the last owner lets go are dropped.
-class MixedPCMFeedRouter : public std::enable_shared_from_this<MixedPCMFeedRouter> {
+class MixedPCMFeedRouter final : public CaptureReceiver,
+                                 public std::enable_shared_from_this<MixedPCMFeedRouter> {
 public:
-    /// Gets the mono samples of each frame and their time, on the mix queue.
-    using SttCallback = std::function<void(std::span<const float> samples, MediaTime time)>;
-
     struct Services {
         QueueFactory& queues;
         Clock& clock;
@@ -56,29 +51,22 @@ public:
         const Services& services, std::shared_ptr<RtmpsPcmStdoutSink> rtmpsPcmSink,
         double mixBusSampleRateHz);
 
-    /// Until this is set, buffers are dropped; the microphone's are counted.
-    void setCaptureStarted(bool started) { captureStarted_.store(started); }
-    /// The microphone is known to deliver: system audio waits for its first samples, for up to half
-    /// a second of audio. The mixer aligns its streams against what it has not yet given out, so
-    /// whatever it gave out alone, while the microphone's first buffer is on its way or fills a
-    /// filter, would shift them against each other. Before capture starts.
-    void expectMicrophone() { awaitsMicrophone_ = true; }
+    void setCaptureStarted(bool started) override { captureStarted_.store(started); }
+    /// System audio waits for the microphone's first samples, for up to half a second of audio. The
+    /// mixer aligns its streams against what it has not yet given out, so whatever it gave out
+    /// alone, while the microphone's first buffer is on its way or fills a filter, would shift them
+    /// against each other.
+    void expectMicrophone() override { awaitsMicrophone_ = true; }
 
-    /// Takes effect with the next frame; an empty callback ends the feed.
-    void setSttCallback(SttCallback callback);
+    /// Gets each frame of the mono mix, on the mix queue.
+    void setSttCallback(SttCallback callback) override;
 
-    /// A buffer of the system tap, valid during the call; on the tap's queue.
-    /// `aggregateRateHintHz`: the rate that the device reports, when known.
     void handleSystem(const PcmBuffer& buffer, const AudioTimeStamp& stamp,
-                      std::optional<double> aggregateRateHintHz);
+                      std::optional<double> aggregateRateHintHz) override;
+    void handleMicrophone(const PcmBuffer& buffer, const AudioTime& when) override;
 
-    /// A buffer of the microphone, valid during the call; on the microphone's queue.
-    void handleMicrophone(const PcmBuffer& buffer, const AudioTime& when);
-
-    /// The device of that stream changed: its conversion starts afresh with the next buffer. Any
-    /// thread.
-    void resetSystemPathForRouteChange() { systemPathResetPending_.store(true); }
-    void resetMicrophonePathForRouteChange() { micPathResetPending_.store(true); }
+    void resetSystemPathForRouteChange() override { systemPathResetPending_.store(true); }
+    void resetMicrophonePathForRouteChange() override { micPathResetPending_.store(true); }
 
     /// At stop: every sample that was handed over, and what the filters still hold, reaches the
     /// sink before this returns. Both capture queues must have come to rest.

@@ -119,6 +119,7 @@ void TrackSink::drainSampleQueueSchedulingMoreIfNeeded() {
         const auto buffer = sampleQueue_.pop();
         if (!buffer) break;
         if (buffer->isValid()) appendOneBuffer(*buffer);
+        signalRoomIfThereIs();
     }
     attemptFinalizeIfNeeded();
     if (sampleQueue_.count() == 0) {
@@ -160,6 +161,24 @@ void TrackSink::appendOneBuffer(const SampleBuffer& buffer) {
         "append(buffer) returned false (failures=" + std::to_string(appendFailureCount_.load()) +
         ") writer.status=" + std::to_string(static_cast<int>(writer_->status())) +
         " error=" + writerErrorText());
+}
+
+void TrackSink::awaitRoom(std::int64_t count) {
+    if (sampleQueue_.count() < count) return;
+    auto room = queues_.makeSemaphore();
+    appendQueue_->async([weak = weak_from_this(), count, room] {
+        const auto self = weak.lock();
+        if (!self) return;
+        self->roomCount_ = count;
+        self->room_ = room;
+        self->drainSampleQueueSchedulingMoreIfNeeded();
+        self->signalRoomIfThereIs();
+    });
+    room->wait();
+}
+
+void TrackSink::signalRoomIfThereIs() {
+    if (room_ && sampleQueue_.count() < roomCount_) std::exchange(room_, nullptr)->signal();
 }
 
 std::optional<FinishTask> TrackSink::finishWriter() {

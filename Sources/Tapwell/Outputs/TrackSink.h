@@ -53,10 +53,17 @@ public:
     /// are reported as error events, and the next buffer tries again.
     void append(const SampleBuffer& buffer);
 
+    /// Returns when fewer than `count` buffers are queued: for a producer that is faster than the
+    /// encoder and can wait.
+    void awaitRoom(std::int64_t count);
+
     /// Appends what is queued and finishes the file; the task completes when that is done, whether
     /// it went well or not. When nothing was ever written: removes the file and returns nothing.
     /// Once, after the last append.
     std::optional<FinishTask> finishWriter();
+
+    /// Why the file is not, or will not be, what was appended. Any thread.
+    std::optional<RecorderError> writerError() const { return writer_->error(); }
 
     // Counters, for logs. Any thread.
     std::int64_t appendedBufferCount() const { return appendedBufferCount_.load(); }
@@ -82,6 +89,7 @@ private:
     void scheduleBackoffDrainIfNeeded();
     void drainSampleQueueSchedulingMoreIfNeeded();
     void appendOneBuffer(const SampleBuffer& buffer);
+    void signalRoomIfThereIs();
     void attemptFinalizeIfNeeded();
     void writerFinished(const std::shared_ptr<Semaphore>& finishContinuation);
     std::string writerErrorText() const;
@@ -107,6 +115,8 @@ private:
     bool backoffDrainScheduled_ = false;
     std::function<void()> onSampleQueueDrained_;  ///< runs once
     std::shared_ptr<Semaphore> finishContinuation_;
+    std::int64_t roomCount_ = 0;
+    std::shared_ptr<Semaphore> room_;  ///< signalled when fewer than roomCount_ are queued
 
     std::atomic<std::int64_t> bytesWritten_{0};
     std::atomic<bool> hadAnySample_{false};
