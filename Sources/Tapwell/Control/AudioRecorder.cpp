@@ -145,8 +145,9 @@ std::unique_ptr<RecordingOutput> AudioRecorder::makeOutput(CaptureMode mode) {
                                       services_.streams},
             outputPath_, layout, sessionMixHz_, countBytes);
     return std::make_unique<SingleFileOutput>(
-        SingleFileOutput::Services{services_.writers, services_.converters, services_.queues,
-                                   services_.clock, services_.environment, services_.streams},
+        SingleFileOutput::Services{services_.writers, services_.files, services_.converters,
+                                   services_.queues, services_.clock, services_.environment,
+                                   services_.streams},
         outputPath_, layout, sessionMixHz_, countBytes);
 }
 
