@@ -20,7 +20,7 @@ int main(int argc, char** argv) {
     PosixStandardStreams streams;
     LinuxClock clock;
     LinuxQueueFactory queues;
-    FfmpegAssetWriterFactory writers;
+    FfmpegAssetWriterFactory writers(clock);
     const auto layout = std::string(argv[4]) == "stereo" ? RecorderUploadLayout::stereoLR
                                                          : RecorderUploadLayout::monoMix;
     try {

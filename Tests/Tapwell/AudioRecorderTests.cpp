@@ -369,10 +369,10 @@ TEST_F(Recorder, ADebugCopyOfTheMonoMixStandsBesideTheRecording) {
 
 TEST_F(Recorder, ADebugCopyThatCannotBeWrittenDoesNotHarmTheRecording) {
     host.simulatedEnvironment.variables["TL_RECORDER_DEBUG_WAV"] = "1";
-    std::filesystem::create_directory(folder.file("upload_audio_debug.wav"));
+    host.simulatedFiles.refused = {"upload_audio_debug.wav"};
     make();
     record(1s);
-    EXPECT_EQ(logged("Cannot write debug WAV"), 1);
+    EXPECT_EQ(logged("cannot create " + folder.file("upload_audio_debug.wav")), 1);
     EXPECT_THAT(events().back(), HasSubstr("finalized"));
 }
 

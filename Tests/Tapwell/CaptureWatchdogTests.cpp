@@ -19,8 +19,8 @@ struct Watchdog : testing::Test {
     SimulatedStandardStreams streams;
     std::vector<double> outages;  ///< seconds of host time
     std::shared_ptr<CaptureWatchdog> watchdog = CaptureWatchdog::create(
-        queues, clock, [this](double hostSeconds) { outages.push_back(hostSeconds); },
-        Log(streams, "mic-debug"));
+        queues.makeSerialQueue("Test.Watchdog", QualityOfService::standard), clock,
+        [this](double hostSeconds) { outages.push_back(hostSeconds); }, Log(streams, "mic-debug"));
 
     void deliver(std::chrono::milliseconds length, bool system, bool microphone) {
         for (auto passed = 0ms; passed < length; passed += 10ms) {

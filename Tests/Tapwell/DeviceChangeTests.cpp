@@ -286,42 +286,44 @@ TEST_F(DeviceChange, ACaptureQueueThatStallsLosesNothing) {
     EXPECT_TRUE(std::is_sorted(right.begin(), right.end()));
     const std::size_t last = both.size() / 2 - 4800;
     EXPECT_NEAR(timeOf(both[2 * last]), timeOf(both[2 * last + 1]), 1 / rate);
-    EXPECT_EQ(meeting->logged("microphone came late; the other stream waited for"), 1);
+    EXPECT_EQ(meeting->logged("microphone came late; the other stream waits"), 1);
 }
 
 /// Output and input change together, as when a headset arrives, and again when it leaves.
-TEST_F(DeviceChange, BothChangingInAnyOrderIsOneRebuildAndOneRestart) {
-    std::vector<milliseconds> spacings;
-    for (int at = 0; at <= 3000; at += 125)
-        spacings.emplace_back(at);
-    // Around every moment at which something else is due.
-    for (const int at : {400, 550, 850, 1000, 1250, 1400, 1650, 1950})
-        for (const int around : {-1, 0, 1})
-            spacings.emplace_back(at + around);
-    for (const bool isOutputFirst : {true, false}) {
-        for (const milliseconds spacing : spacings) {
-            const std::string what =
-                (isOutputFirst ? "output, then after " : "input, then after ") +
-                std::to_string(spacing.count()) + " ms the other";
+struct HeadsetChange : DeviceChange {
+    static std::vector<milliseconds> spacings() {
+        std::vector<milliseconds> result;
+        for (int at = 0; at <= 3000; at += 250)
+            result.emplace_back(at);
+        // Around every moment at which something else is due.
+        for (const int at : {400, 550, 850, 1000, 1250, 1400, 1650, 1950})
+            for (const int around : {-1, 0, 1})
+                result.emplace_back(at + around);
+        return result;
+    }
+    void change(bool isOutputFirst, milliseconds spacing, AudioObjectID output,
+                AudioObjectID input) {
+        if (isOutputFirst)
+            hardware().setDefaultOutput(output);
+        else
+            hardware().setDefaultInput(input);
+        pass(spacing);
+        if (isOutputFirst)
+            hardware().setDefaultInput(input);
+        else
+            hardware().setDefaultOutput(output);
+        pass(3s);
+    }
+    void expectOneRebuildAndOneRestartAtEverySpacing(bool isOutputFirst) {
+        for (const milliseconds spacing : spacings()) {
+            const std::string what = "after " + std::to_string(spacing.count()) + " ms the other";
             prepare();
             start();
             passGrace();
-            const auto change = [&](AudioObjectID output, AudioObjectID input) {
-                if (isOutputFirst)
-                    hardware().setDefaultOutput(output);
-                else
-                    hardware().setDefaultInput(input);
-                pass(spacing);
-                if (isOutputFirst)
-                    hardware().setDefaultInput(input);
-                else
-                    hardware().setDefaultOutput(output);
-                pass(3s);
-            };
-            change(headphones, headsetMicrophone);
+            change(isOutputFirst, spacing, headphones, headsetMicrophone);
             EXPECT_EQ(rebuilds(), 1) << what;
             EXPECT_EQ(microphoneRestarts(), 1) << what;
-            change(meeting->speaker, meeting->microphone);
+            change(isOutputFirst, spacing, meeting->speaker, meeting->microphone);
             EXPECT_EQ(rebuilds(), 2) << what << " and back";
             EXPECT_EQ(microphoneRestarts(), 2) << what << " and back";
             ASSERT_NO_FATAL_FAILURE(finish()) << what;
@@ -333,6 +335,14 @@ TEST_F(DeviceChange, BothChangingInAnyOrderIsOneRebuildAndOneRestart) {
             if (HasFailure()) return;
         }
     }
+};
+
+TEST_F(HeadsetChange, TheOutputFirstIsOneRebuildAndOneRestart) {
+    expectOneRebuildAndOneRestartAtEverySpacing(true);
+}
+
+TEST_F(HeadsetChange, TheInputFirstIsOneRebuildAndOneRestart) {
+    expectOneRebuildAndOneRestartAtEverySpacing(false);
 }
 
 /// A headset that arrives while the recording is just starting.
@@ -418,7 +428,7 @@ TEST_F(DeviceChange, StopDuringThePendingRebuildCancelsIt) {
 }
 
 TEST_F(DeviceChange, StopInEveryPhaseOfAChangeLeavesNothingBehind) {
-    for (auto moment = 0ms; moment <= 3000ms; moment += 50ms) {
+    for (auto moment = 0ms; moment <= 3000ms; moment += 100ms) {
         prepare();
         start();
         passGrace();

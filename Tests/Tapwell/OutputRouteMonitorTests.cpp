@@ -42,7 +42,9 @@ struct RouteMonitor : testing::Test {
     }
     void make() {
         monitor = OutputRouteMonitor::create(
-            {hardware, queues, clock},
+            {hardware,
+             queues.makeSerialQueue("Tapwell.DefaultSystemOutputRoute", QualityOfService::standard),
+             clock},
             {.holdOffMicrophone = [this] { hooks.emplace_back("hold off"); },
              .rebuildSystemTap = [this] { return rebuild(); },
              .checkMicrophone = [this] { hooks.emplace_back("check"); },

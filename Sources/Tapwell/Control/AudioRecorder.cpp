@@ -36,6 +36,7 @@ AudioRecorder::AudioRecorder(Services services)
       events_(services_.streams),
       permissions_({services_.hardware, services_.authorization, services_.environment,
                     services_.queues, services_.streams}),
+      systemOutputRouteQueue_(services_.queues.makeSerialQueue("Tapwell.DefaultSystemOutputRoute")),
       systemAudio_({services_.hardware, services_.queues, services_.environment}, log_) {
     if (RecorderSTTMode::isEnabled(services_.environment)) prewarmSpeechProvider();
 }
@@ -144,8 +145,9 @@ std::unique_ptr<RecordingOutput> AudioRecorder::makeOutput(CaptureMode mode) {
                                       services_.streams},
             outputPath_, layout, sessionMixHz_, countBytes);
     return std::make_unique<SingleFileOutput>(
-        SingleFileOutput::Services{services_.writers, services_.converters, services_.queues,
-                                   services_.clock, services_.environment, services_.streams},
+        SingleFileOutput::Services{services_.writers, services_.files, services_.converters,
+                                   services_.queues, services_.clock, services_.environment,
+                                   services_.streams},
         outputPath_, layout, sessionMixHz_, countBytes);
 }
 
@@ -157,7 +159,7 @@ void AudioRecorder::startCapture() {
     micEngine_->setDidResetAudioGraph([output = output_.get()] { output->microphoneDidRestart(); });
     const auto& receiver = output_->receiver();
     watchdog_ = CaptureWatchdog::create(
-        services_.queues, services_.clock,
+        systemOutputRouteQueue_, services_.clock,
         [receiver](double hostSeconds) { receiver->bothStreamsQuietUntil(hostSeconds); }, log_);
     micEngine_->setCaptureBeginsAnew([receiver] { receiver->resetMicrophonePathForRouteChange(); });
     micEngine_->start([receiver, firstBuffers, watchdog = watchdog_](const PcmBuffer& buffer,
@@ -209,7 +211,7 @@ void AudioRecorder::startTranscription() {
 void AudioRecorder::startFollowingDevices() {
     // The recorder and its engine outlive the monitor's registration.
     routeMonitor_ = OutputRouteMonitor::create(
-        {services_.hardware, services_.queues, services_.clock},
+        {services_.hardware, systemOutputRouteQueue_, services_.clock},
         {.holdOffMicrophone =
              [this] {
                  micEngine_->suppressDebouncedInputRestart(micRestartSuppression);

@@ -93,6 +93,7 @@ private:
     const EventEmitter events_;
     const CapturePermissions permissions_;
 
+    const std::shared_ptr<SerialQueue> systemOutputRouteQueue_;
     SystemAudioCapture systemAudio_;  ///< of the route monitor while that is registered
     std::shared_ptr<MicrophonePCMEngine> micEngine_;
     std::shared_ptr<OutputRouteMonitor> routeMonitor_;

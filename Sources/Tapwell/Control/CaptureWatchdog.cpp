@@ -13,18 +13,19 @@ double seconds(Clock::Date duration) {
 
 }  // namespace
 
-std::shared_ptr<CaptureWatchdog> CaptureWatchdog::create(QueueFactory& queues, const Clock& clock,
-                                                         OnOutage onOutage, Log log) {
+std::shared_ptr<CaptureWatchdog> CaptureWatchdog::create(std::shared_ptr<SerialQueue> queue,
+                                                         const Clock& clock, OnOutage onOutage,
+                                                         Log log) {
     return std::shared_ptr<CaptureWatchdog>(
-        new CaptureWatchdog(queues, clock, std::move(onOutage), std::move(log)));
+        new CaptureWatchdog(std::move(queue), clock, std::move(onOutage), std::move(log)));
 }
 
-CaptureWatchdog::CaptureWatchdog(QueueFactory& queues, const Clock& clock, OnOutage onOutage,
-                                 Log log)
+CaptureWatchdog::CaptureWatchdog(std::shared_ptr<SerialQueue> queue, const Clock& clock,
+                                 OnOutage onOutage, Log log)
     : clock_(clock),
       onOutage_(std::move(onOutage)),
       log_(std::move(log)),
-      queue_(queues.makeSerialQueue("Tapwell.CaptureWatchdog.Check")) {}
+      queue_(std::move(queue)) {}
 
 void CaptureWatchdog::arrived(Stream& stream) const {
     const Clock::Date now = clock_.now();

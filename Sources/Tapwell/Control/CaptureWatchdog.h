@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/Clock.h"
-#include "Platform/QueueFactory.h"
+#include "Platform/SerialQueue.h"
 #include "Tapwell/Diagnostics/Log.h"
 
 #include <array>
@@ -17,7 +17,8 @@ namespace tapwell {
 /// Notices when a capture stream delivers nothing, which no device tells by itself, and says so in
 /// the log, once, and once again when it is back. The recording goes on meanwhile.
 ///
-/// Started and stopped by the recorder's control path; looks at the streams on a queue of its own.
+/// Started and stopped by the recorder's control path; looks at the streams on the queue that it is
+/// given.
 class CaptureWatchdog : public std::enable_shared_from_this<CaptureWatchdog> {
 public:
     static constexpr std::chrono::milliseconds checkInterval{500};
@@ -30,11 +31,11 @@ public:
     static constexpr std::chrono::milliseconds outageMargin{1000};
 
     /// Gets the moment, in seconds of host time, up to which neither stream delivered anything;
-    /// again at every check of an outage. On the watchdog's queue.
+    /// again at every check of an outage. On the queue.
     using OnOutage = std::function<void(double hostSeconds)>;
 
-    static std::shared_ptr<CaptureWatchdog> create(QueueFactory& queues, const Clock& clock,
-                                                   OnOutage onOutage, Log log);
+    static std::shared_ptr<CaptureWatchdog> create(std::shared_ptr<SerialQueue> queue,
+                                                   const Clock& clock, OnOutage onOutage, Log log);
 
     /// From the capture queues, at every buffer.
     void systemArrived() { arrived(system_); }
@@ -53,7 +54,8 @@ private:
         bool isReported = false;
     };
 
-    CaptureWatchdog(QueueFactory& queues, const Clock& clock, OnOutage onOutage, Log log);
+    CaptureWatchdog(std::shared_ptr<SerialQueue> queue, const Clock& clock, OnOutage onOutage,
+                    Log log);
 
     void arrived(Stream& stream) const;
     void scheduleCheck();

@@ -31,8 +31,7 @@ OutputRouteMonitor::OutputRouteMonitor(const Services& services, Hooks hooks, Lo
       clock_(services.clock),
       hooks_(std::move(hooks)),
       log_(std::move(log)),
-      systemOutputRouteQueue_(services.queues.makeSerialQueue("Tapwell.DefaultSystemOutputRoute")) {
-}
+      systemOutputRouteQueue_(services.queue) {}
 
 OutputRouteMonitor::~OutputRouteMonitor() {
     // Nobody else holds the monitor now, so nothing of it runs on its queue.

@@ -2,7 +2,7 @@
 
 #include "Platform/AudioHardware.h"
 #include "Platform/Clock.h"
-#include "Platform/QueueFactory.h"
+#include "Platform/SerialQueue.h"
 #include "Tapwell/Diagnostics/Log.h"
 
 #include <chrono>
@@ -20,7 +20,7 @@ namespace tapwell {
 /// ignored; at its end the default device is looked at, so that a change in it is late, not lost.
 ///
 /// Registered and unregistered by the recorder's control path. Everything else runs on the queue
-/// "Tapwell.DefaultSystemOutputRoute", one piece at a time, and holds the monitor weakly.
+/// that it is given, one piece at a time, and holds the monitor weakly.
 class OutputRouteMonitor : public std::enable_shared_from_this<OutputRouteMonitor> {
 public:
     static constexpr std::chrono::milliseconds startUpGrace{2500};
@@ -32,7 +32,7 @@ public:
 
     struct Services {
         AudioHardware& hardware;
-        QueueFactory& queues;
+        std::shared_ptr<SerialQueue> queue;  ///< "Tapwell.DefaultSystemOutputRoute"
         const Clock& clock;
     };
     /// What the monitor has done; all on its queue, and only while it is registered.
