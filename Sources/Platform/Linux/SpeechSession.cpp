@@ -28,6 +28,11 @@ constexpr std::size_t kDraftBlocks = 5;
 /// Of a segment: how much more audio is worth another draft by the second half.
 constexpr std::size_t kDraftBySecondHalfSamples = kSampleRate;
 
+// Both give way to the recording. The live half takes little and must keep up: on a machine that is
+// busy to the last, a niceness of 5 leaves it too little to follow the speech.
+constexpr int kLiveNiceness = 1;
+constexpr int kSecondPassNiceness = 5;
+
 using Samples = std::vector<std::int16_t>;
 
 std::int16_t toInt16(float sample) {
@@ -98,7 +103,7 @@ struct SpeechSession::Core : std::enable_shared_from_this<Core> {
 
 void SpeechSession::Core::runLive(const Load& load) {
     nameCurrentThread("Tapwell.Speech.Live");
-    setCurrentThreadPriority(QualityOfService::utility);
+    lowerCurrentThread(kLiveNiceness);
     Engines engines;
     try {
         engines = load([this](const std::string& message) { report(message); });
@@ -220,7 +225,7 @@ void SpeechSession::Core::endJobs() {
 void SpeechSession::Core::runSecondPass(
     const std::function<std::shared_ptr<SegmentRecognizer>()>& make) {
     nameCurrentThread("Tapwell.Speech.Pass2");
-    setCurrentThreadPriority(QualityOfService::utility);
+    lowerCurrentThread(kSecondPassNiceness);
     std::shared_ptr<SegmentRecognizer> recognizer;
     try {
         recognizer = make();
