@@ -9,11 +9,14 @@ namespace {
 /// notice late.
 constexpr std::size_t kLeadInSamples = 8000;
 // The second pass takes a third of a segment's length and cannot be interrupted, and a cut inside a
-// word costs it: from 8 s on a dip of 60 ms will do, at 15 s the segment ends anyhow.
-constexpr std::size_t kDipWelcomeSamples = 8 * 16000;
+// word costs it: from 6 s on a dip will do that is longer than the closure of a consonant, from 12
+// s on a shorter one, and at 15 s the segment ends anyhow.
+constexpr std::size_t kLongDipWelcomeSamples = 6 * 16000;
+constexpr std::size_t kShortDipWelcomeSamples = 12 * 16000;
 constexpr std::size_t kLongestSamples = 15 * 16000;
-constexpr int kDipBlocks = 3;
-constexpr double kDipPowerRatio = 0.02;  ///< 17 dB below the segment's mean
+constexpr int kLongDipBlocks = 9;
+constexpr int kShortDipBlocks = 5;
+constexpr double kDipPowerRatio = 0.01;  ///< 20 dB below the segment's mean
 
 double meanSquare(const std::vector<std::int16_t>& block) {
     double sum = 0;
@@ -32,17 +35,17 @@ bool SpeechSegment::append(const std::vector<std::int16_t>& block, bool isSpeech
             samples_.erase(samples_.begin(), samples_.end() - kLeadInSamples);
         return false;
     }
-    const bool dip = isDip(block);
+    countQuietBlocks(block);
     return !isSpeech || samples_.size() >= kLongestSamples ||
-           (dip && samples_.size() >= kDipWelcomeSamples);
+           (quietBlocks_ >= kLongDipBlocks && samples_.size() >= kLongDipWelcomeSamples) ||
+           (quietBlocks_ >= kShortDipBlocks && samples_.size() >= kShortDipWelcomeSamples);
 }
 
-bool SpeechSegment::isDip(const std::vector<std::int16_t>& block) {
+void SpeechSegment::countQuietBlocks(const std::vector<std::int16_t>& block) {
     const double power = meanSquare(block);
     energy_ += power;
     ++blocks_;
     quietBlocks_ = power < kDipPowerRatio * energy_ / blocks_ ? quietBlocks_ + 1 : 0;
-    return quietBlocks_ >= kDipBlocks;
 }
 
 std::vector<std::int16_t> SpeechSegment::take() {

@@ -21,7 +21,7 @@ public:
     std::vector<std::int16_t> take();
 
 private:
-    bool isDip(const std::vector<std::int16_t>& block);
+    void countQuietBlocks(const std::vector<std::int16_t>& block);
 
     std::vector<std::int16_t> samples_;
     bool hasBegun_ = false;

@@ -28,6 +28,11 @@ constexpr std::size_t kDraftBlocks = 5;
 /// Of a segment: how much more audio is worth another draft by the second half.
 constexpr std::size_t kDraftBySecondHalfSamples = kSampleRate;
 
+// Both give way to the recording. The live half takes little and must keep up: on a machine that is
+// busy to the last, a niceness of 5 leaves it too little to follow the speech.
+constexpr int kLiveNiceness = 1;
+constexpr int kSecondPassNiceness = 5;
+
 using Samples = std::vector<std::int16_t>;
 
 std::int16_t toInt16(float sample) {
@@ -64,7 +69,7 @@ struct SpeechSession::Core : std::enable_shared_from_this<Core> {
     void started(const RecorderError* error);
     void finished();
     void report(const std::string& message);
-    void reportSlowness(const std::string& what);
+    void reportOnce(bool& reported, const std::string& what);
 
     std::atomic<bool> cancelled{false};
     std::atomic<bool> resultsDropped{false};
@@ -87,7 +92,8 @@ struct SpeechSession::Core : std::enable_shared_from_this<Core> {
     /// A callback that is running keeps its own reference: it may cancel the session.
     std::shared_ptr<const Callbacks> callbacks = std::make_shared<const Callbacks>();
     SpeechTranscript transcript;
-    bool reportedSlowness = false;
+    bool reportedDrafts = false;
+    bool reportedLoss = false;
 
     std::uint64_t draftedSegment = 0;  ///< of the live thread, as is the next
     std::size_t draftedSamples = 0;
@@ -97,7 +103,7 @@ struct SpeechSession::Core : std::enable_shared_from_this<Core> {
 
 void SpeechSession::Core::runLive(const Load& load) {
     nameCurrentThread("Tapwell.Speech.Live");
-    setCurrentThreadPriority(QualityOfService::utility);
+    lowerCurrentThread(kLiveNiceness);
     Engines engines;
     try {
         engines = load([this](const std::string& message) { report(message); });
@@ -147,7 +153,7 @@ bool SpeechSession::Core::takeAudio(Samples& out) {
     if (isDropping() || audio.empty()) return false;
     if (audioLost) {
         hold.unlock();
-        reportSlowness("some speech is left out");
+        reportOnce(reportedLoss, "some speech is left out");
         hold.lock();
         audioLost = false;
     }
@@ -205,7 +211,7 @@ void SpeechSession::Core::enqueue(Job job) {
         }
         changed.notify_all();
     }
-    if (tooSlow) reportSlowness("some segments stay as they were first understood");
+    if (tooSlow) reportOnce(reportedDrafts, "some segments stay as they were first understood");
 }
 
 void SpeechSession::Core::endJobs() {
@@ -219,7 +225,7 @@ void SpeechSession::Core::endJobs() {
 void SpeechSession::Core::runSecondPass(
     const std::function<std::shared_ptr<SegmentRecognizer>()>& make) {
     nameCurrentThread("Tapwell.Speech.Pass2");
-    setCurrentThreadPriority(QualityOfService::utility);
+    lowerCurrentThread(kSecondPassNiceness);
     std::shared_ptr<SegmentRecognizer> recognizer;
     try {
         recognizer = make();
@@ -285,9 +291,9 @@ void SpeechSession::Core::report(const std::string& message) {
     if (!cancelled && current->report) current->report(message);
 }
 
-void SpeechSession::Core::reportSlowness(const std::string& what) {
+void SpeechSession::Core::reportOnce(bool& reported, const std::string& what) {
     const std::lock_guard hold(delivery);
-    if (std::exchange(reportedSlowness, true)) return;
+    if (std::exchange(reported, true)) return;
     report("recognition is slower than the speech: " + what);
 }
 

@@ -21,7 +21,7 @@ namespace tapwell {
 ///
 /// A machine that is too slow: of audio that waits to be heard the oldest is dropped, a segment
 /// that waits too long for its second pass becomes final as its draft, and drafts made by the
-/// second half are left out first. A log line says so once.
+/// second half are left out first. A log line says so, once for each.
 class SpeechSession {
 public:
     using Report = std::function<void(const std::string& message)>;

@@ -46,13 +46,16 @@ void setCurrentThreadPriority(QualityOfService qualityOfService) {
     int niceness = 0;
     if (qualityOfService == QualityOfService::userInteractive) niceness = -10;
     if (qualityOfService == QualityOfService::userInitiated) niceness = -5;
-    if (qualityOfService == QualityOfService::utility) niceness = 5;
+    if (qualityOfService == QualityOfService::utility) return lowerCurrentThread(5);
     if (niceness == 0) return;
     // On Linux the niceness belongs to the thread. A user without the right keeps the old one.
     const auto thread = static_cast<id_t>(syscall(SYS_gettid));
-    const int present = getpriority(PRIO_PROCESS, thread);
-    const bool isFurther = niceness < 0 ? niceness < present : niceness > present;
-    if (isFurther) setpriority(PRIO_PROCESS, thread, niceness);
+    if (niceness < getpriority(PRIO_PROCESS, thread)) setpriority(PRIO_PROCESS, thread, niceness);
+}
+
+void lowerCurrentThread(int niceness) {
+    const auto thread = static_cast<id_t>(syscall(SYS_gettid));
+    if (niceness > getpriority(PRIO_PROCESS, thread)) setpriority(PRIO_PROCESS, thread, niceness);
 }
 
 }  // namespace tapwell

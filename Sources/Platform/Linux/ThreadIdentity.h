@@ -18,4 +18,7 @@ void nameCurrentThread(const std::string& label);
 /// does nothing otherwise.
 void setCurrentThreadPriority(QualityOfService qualityOfService);
 
+/// Lowers the calling thread's priority to that niceness, if it is higher.
+void lowerCurrentThread(int niceness);
+
 }  // namespace tapwell

@@ -47,7 +47,7 @@ public:
     /// Waits for `end`, longer than any engine takes, and forgets it.
     std::optional<std::string> awaitEnd() {
         std::unique_lock hold(lock_);
-        EXPECT_TRUE(changed_.wait_for(hold, 60s, [this] { return ended_; }));
+        EXPECT_TRUE(changed_.wait_for(hold, 100s, [this] { return ended_; }));
         ended_ = false;
         return std::exchange(error_, std::nullopt);
     }

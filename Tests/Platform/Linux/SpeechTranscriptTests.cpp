@@ -70,17 +70,22 @@ TEST(SpeechSegment, ItRunsFromHalfASecondBeforeTheSpeechToThePause) {
     EXPECT_THAT(segment.samples(), IsEmpty());
 }
 
-TEST(SpeechSegment, SpeechWithoutAPauseIsCutAtADipFromEightSecondsOnOrAtFifteen) {
-    const auto secondsUntilCut = [](int dipAt) {
+TEST(SpeechSegment, SpeechWithoutAPauseIsCutBetweenWordsOrAtFifteenSeconds) {
+    const auto secondsUntilCut = [](int dipAt, int dipBlocks) {
         SpeechSegment segment;
         int blocks = 1;
-        while (!segment.append(block(blocks >= dipAt && blocks < dipAt + 5 ? 100 : 8000), true))
+        const auto amplitude = [&] {
+            return blocks >= dipAt && blocks < dipAt + dipBlocks ? 100 : 8000;
+        };
+        while (!segment.append(block(amplitude()), true))
             ++blocks;
         return blocks / 50.0;
     };
-    EXPECT_NEAR(secondsUntilCut(100000), 15, 0.05);
-    EXPECT_NEAR(secondsUntilCut(200), 15, 0.05) << "a dip after 4 s is no place to cut";
-    EXPECT_NEAR(secondsUntilCut(500), 10, 0.1);
+    EXPECT_NEAR(secondsUntilCut(0, 0), 15, 0.05);
+    EXPECT_NEAR(secondsUntilCut(200, 10), 15, 0.05) << "a dip after 4 s is no place to cut";
+    EXPECT_NEAR(secondsUntilCut(400, 10), 8.2, 0.05);
+    EXPECT_NEAR(secondsUntilCut(400, 6), 15, 0.05) << "the closure of a consonant";
+    EXPECT_NEAR(secondsUntilCut(650, 6), 13.1, 0.05);
 }
 
 TEST(PauseDetector, SpeechIsWhatStandsOutOfTheRoom) {
