@@ -6,7 +6,7 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
-#include "Platform/Linux/PosixStandardStreams.h"
+#include "Platform/Posix/PosixStandardStreams.h"
 #include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "RecorderMixBus/MixMath.h"
 #include "RecorderMixBus/StereoMergeMath.h"

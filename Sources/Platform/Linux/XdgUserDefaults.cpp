@@ -1,6 +1,6 @@
 #include "Platform/Linux/XdgUserDefaults.h"
 
-#include "Platform/Linux/FileOperations.h"
+#include "Platform/Posix/FileOperations.h"
 #include "Platform/Linux/XdgFolders.h"
 
 #include <fcntl.h>

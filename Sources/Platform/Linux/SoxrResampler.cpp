@@ -1,15 +1,15 @@
-#include "Platform/Linux/FixedRateResampler.h"
+#include "Platform/Linux/SoxrResampler.h"
 
 #include <soxr.h>
 
 namespace tapwell {
 
-void FixedRateResampler::Deleter::operator()(soxr* stream) const {
+void SoxrResampler::Deleter::operator()(soxr* stream) const {
     soxr_delete(stream);
 }
 
-std::unique_ptr<FixedRateResampler> FixedRateResampler::make(double sourceRate, double targetRate,
-                                                             std::string& outError) {
+std::unique_ptr<SoxrResampler> SoxrResampler::make(double sourceRate, double targetRate,
+                                                   std::string& outError) {
     const soxr_io_spec_t samples = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
     // The precise clock keeps ratios that are no fraction of small integers exact for hours.
     const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, SOXR_HI_PREC_CLOCK);
@@ -21,12 +21,11 @@ std::unique_ptr<FixedRateResampler> FixedRateResampler::make(double sourceRate, 
         soxr_delete(stream);
         return nullptr;
     }
-    return std::unique_ptr<FixedRateResampler>(new FixedRateResampler(stream));
+    return std::unique_ptr<SoxrResampler>(new SoxrResampler(stream));
 }
 
-bool FixedRateResampler::process(const float* input, std::size_t inputCount, float* output,
-                                 std::size_t capacity, Progress& outProgress,
-                                 std::string& outError) {
+bool SoxrResampler::process(const float* input, std::size_t inputCount, float* output,
+                            std::size_t capacity, Progress& outProgress, std::string& outError) {
     outProgress = {};
     const soxr_error_t error = soxr_process(stream_.get(), input, inputCount, &outProgress.consumed,
                                             output, capacity, &outProgress.produced);
@@ -34,8 +33,8 @@ bool FixedRateResampler::process(const float* input, std::size_t inputCount, flo
     return error == nullptr;
 }
 
-bool FixedRateResampler::flush(float* output, std::size_t capacity, Progress& outProgress,
-                               std::string& outError) {
+bool SoxrResampler::flush(float* output, std::size_t capacity, Progress& outProgress,
+                          std::string& outError) {
     return process(nullptr, 0, output, capacity, outProgress, outError);
 }
 

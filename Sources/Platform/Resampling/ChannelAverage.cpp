@@ -1,4 +1,4 @@
-#include "Platform/Linux/ChannelAverage.h"
+#include "Platform/Resampling/ChannelAverage.h"
 
 #include <cmath>
 #include <cstdint>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Platform/Linux/ErrorLineWriter.h"
-#include "Platform/Linux/LineReader.h"
-#include "Platform/Linux/TerminationSignals.h"
+#include "Platform/Posix/ErrorLineWriter.h"
+#include "Platform/Posix/LineReader.h"
+#include "Platform/Posix/TerminationSignals.h"
 #include "Platform/StandardStreams.h"
 
 #include <mutex>

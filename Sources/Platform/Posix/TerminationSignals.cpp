@@ -1,10 +1,9 @@
-#include "Platform/Linux/TerminationSignals.h"
+#include "Platform/Posix/TerminationSignals.h"
 
-#include <sys/eventfd.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <system_error>
 
 namespace tapwell {
@@ -12,28 +11,42 @@ namespace {
 
 // Made once and never closed: a handler that another thread still runs while the handling is put
 // back must not write to a descriptor that has become somebody else's.
-int eventDescriptor = -1;
+int readEnd = -1;
+int writeEnd = -1;
 
 extern "C" void noteTermination(int) {
     const int savedError = errno;
-    const std::uint64_t one = 1;
-    // The counter of an event descriptor has room for any number of signals.
-    [[maybe_unused]] const ssize_t written = write(eventDescriptor, &one, sizeof one);
+    const char note = 1;
+    // A pipe that is full of notes is readable already.
+    [[maybe_unused]] const ssize_t written = write(writeEnd, &note, sizeof note);
     errno = savedError;
 }
 
-void openOrResetEvent() {
-    if (eventDescriptor < 0) eventDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (eventDescriptor < 0)
-        throw std::system_error(errno, std::generic_category(), "termination event");
-    std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t drained = read(eventDescriptor, &count, sizeof count);
+void throwError() {
+    throw std::system_error(errno, std::generic_category(), "pipe for terminating signals");
+}
+
+void openPipe() {
+    int ends[2];
+    if (pipe(ends) != 0) throwError();
+    for (const int end : ends)
+        if (fcntl(end, F_SETFD, FD_CLOEXEC) != 0 || fcntl(end, F_SETFL, O_NONBLOCK) != 0)
+            throwError();
+    readEnd = ends[0];
+    writeEnd = ends[1];
+}
+
+void openOrEmptyPipe() {
+    if (readEnd < 0) openPipe();
+    char notes[64];
+    while (read(readEnd, notes, sizeof notes) > 0)
+        continue;
 }
 
 }  // namespace
 
 TerminationSignals::TerminationSignals() {
-    openOrResetEvent();
+    openOrEmptyPipe();
     struct sigaction action {};
     sigemptyset(&action.sa_mask);
     // Other threads' system calls go on as if nothing had happened; poll never restarts.
@@ -54,7 +67,7 @@ TerminationSignals::~TerminationSignals() {
 }
 
 int TerminationSignals::descriptor() const {
-    return eventDescriptor;
+    return readEnd;
 }
 
 }  // namespace tapwell

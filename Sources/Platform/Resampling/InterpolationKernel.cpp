@@ -1,4 +1,4 @@
-#include "Platform/Linux/InterpolationKernel.h"
+#include "Platform/Resampling/InterpolationKernel.h"
 
 #include <algorithm>
 #include <cmath>

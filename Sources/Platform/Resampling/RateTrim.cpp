@@ -1,6 +1,6 @@
-#include "Platform/Linux/RateTrim.h"
+#include "Platform/Resampling/RateTrim.h"
 
-#include "Platform/Linux/InterpolationKernel.h"
+#include "Platform/Resampling/InterpolationKernel.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
-#include "Platform/Linux/PosixPrivateFile.h"
+#include "Platform/Posix/PosixPrivateFile.h"
 
-#include "Platform/Linux/FileOperations.h"
+#include "Platform/Posix/FileOperations.h"
 
 #include <unistd.h>
 

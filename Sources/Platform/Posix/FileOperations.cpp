@@ -1,4 +1,4 @@
-#include "Platform/Linux/FileOperations.h"
+#include "Platform/Posix/FileOperations.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

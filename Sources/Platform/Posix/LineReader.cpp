@@ -1,4 +1,4 @@
-#include "Platform/Linux/LineReader.h"
+#include "Platform/Posix/LineReader.h"
 
 #include <poll.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
-#include "Platform/Linux/SoxrSampleRateConverter.h"
+#include "Platform/Resampling/TrimmedSampleRateConverter.h"
 
-#include "Platform/Linux/ChannelAverage.h"
+#include "Platform/Resampling/ChannelAverage.h"
 
 #include <algorithm>
 #include <cmath>
@@ -29,31 +29,30 @@ bool hasSameLayout(const AudioFormat& a, const AudioFormat& b) {
 
 }  // namespace
 
-std::unique_ptr<SoxrSampleRateConverter> SoxrSampleRateConverter::make(const AudioFormat& source,
-                                                                       const AudioFormat& target) {
+std::unique_ptr<TrimmedSampleRateConverter> TrimmedSampleRateConverter::make(
+    const AudioFormat& source, const AudioFormat& target, const ResamplerMaker& makeResampler) {
     if (!canAverageChannels(source) || !isMonoFloat(target)) return nullptr;
     std::unique_ptr<FixedRateResampler> resampler;
     if (source.sampleRate() != target.sampleRate()) {
-        std::string reason;
-        resampler = FixedRateResampler::make(source.sampleRate(), target.sampleRate(), reason);
+        resampler = makeResampler(source.sampleRate(), target.sampleRate());
         if (resampler == nullptr) return nullptr;
     }
-    return std::unique_ptr<SoxrSampleRateConverter>(
-        new SoxrSampleRateConverter(source, target, std::move(resampler)));
+    return std::unique_ptr<TrimmedSampleRateConverter>(
+        new TrimmedSampleRateConverter(source, target, std::move(resampler)));
 }
 
-SoxrSampleRateConverter::SoxrSampleRateConverter(const AudioFormat& source,
-                                                 const AudioFormat& target,
-                                                 std::unique_ptr<FixedRateResampler> resampler)
+TrimmedSampleRateConverter::TrimmedSampleRateConverter(
+    const AudioFormat& source, const AudioFormat& target,
+    std::unique_ptr<FixedRateResampler> resampler)
     : source_(source),
       target_(target),
       resampler_(std::move(resampler)),
       resampled_(resampler_ == nullptr ? 0 : kResampledBlockSamples),
       sourceRate_(source.sampleRate()) {}
 
-SampleRateConverter::OutputStatus SoxrSampleRateConverter::convert(PcmBuffer& output,
-                                                                   const InputBlock& input,
-                                                                   std::string& outError) {
+SampleRateConverter::OutputStatus TrimmedSampleRateConverter::convert(PcmBuffer& output,
+                                                                      const InputBlock& input,
+                                                                      std::string& outError) {
     output.setFrameLength(0);
     if (!isMonoFloat(output.format())) {
         outError = "output buffer is not mono float";
@@ -69,7 +68,7 @@ SampleRateConverter::OutputStatus SoxrSampleRateConverter::convert(PcmBuffer& ou
     return OutputStatus::haveData;
 }
 
-bool SoxrSampleRateConverter::adjustSourceSampleRate(double sampleRate) {
+bool TrimmedSampleRateConverter::adjustSourceSampleRate(double sampleRate) {
     const double nominalRate = source_.sampleRate();
     const double deviation = std::abs(sampleRate - nominalRate) / nominalRate;
     if (!(deviation <= kLargestRateDeviation)) return false;
@@ -80,18 +79,18 @@ bool SoxrSampleRateConverter::adjustSourceSampleRate(double sampleRate) {
     return true;
 }
 
-double SoxrSampleRateConverter::heldBackFrames() const {
+double TrimmedSampleRateConverter::heldBackFrames() const {
     const double inputEnd =
         static_cast<double>(inputFrames_) * target_.sampleRate() / source_.sampleRate();
     return (inputEnd - trim_.position()) / trim_.step();
 }
 
-double SoxrSampleRateConverter::maximumHeldBackFrames() const {
+double TrimmedSampleRateConverter::maximumHeldBackFrames() const {
     return kLargestDelayFrames * std::max(1.0, target_.sampleRate() / source_.sampleRate());
 }
 
-SampleRateConverter::OutputStatus SoxrSampleRateConverter::finish(PcmBuffer& output,
-                                                                  std::string& outError) {
+SampleRateConverter::OutputStatus TrimmedSampleRateConverter::finish(PcmBuffer& output,
+                                                                     std::string& outError) {
     output.setFrameLength(0);
     while (!fill(output)) {
         Step step = movePendingInput(outError);
@@ -106,7 +105,7 @@ SampleRateConverter::OutputStatus SoxrSampleRateConverter::finish(PcmBuffer& out
     return OutputStatus::haveData;
 }
 
-bool SoxrSampleRateConverter::fill(PcmBuffer& output) {
+bool TrimmedSampleRateConverter::fill(PcmBuffer& output) {
     std::uint32_t stride = 0;
     float* const samples = output.channel<float>(0, stride);
     const std::uint32_t begin = output.frameLength();
@@ -115,9 +114,9 @@ bool SoxrSampleRateConverter::fill(PcmBuffer& output) {
     return output.frameLength() == output.frameCapacity();
 }
 
-SoxrSampleRateConverter::Step SoxrSampleRateConverter::pullInput(const InputBlock& input,
-                                                                 std::uint32_t missingOutput,
-                                                                 std::string& outError) {
+TrimmedSampleRateConverter::Step TrimmedSampleRateConverter::pullInput(const InputBlock& input,
+                                                                       std::uint32_t missingOutput,
+                                                                       std::string& outError) {
     const double wantedFrames =
         std::ceil(missingOutput * source_.sampleRate() / target_.sampleRate());
     InputStatus status = InputStatus::noDataNow;
@@ -134,7 +133,8 @@ SoxrSampleRateConverter::Step SoxrSampleRateConverter::pullInput(const InputBloc
     return Step::moved;
 }
 
-SoxrSampleRateConverter::Step SoxrSampleRateConverter::movePendingInput(std::string& outError) {
+TrimmedSampleRateConverter::Step TrimmedSampleRateConverter::movePendingInput(
+    std::string& outError) {
     const std::size_t count = pending_.size() - pendingBegin_;
     const float* const input = count == 0 ? &kNoInput : pending_.data() + pendingBegin_;
     FixedRateResampler::Progress progress{count, 0};
@@ -152,7 +152,7 @@ SoxrSampleRateConverter::Step SoxrSampleRateConverter::movePendingInput(std::str
     return moveResampled(progress);
 }
 
-SoxrSampleRateConverter::Step SoxrSampleRateConverter::moveFilterTail(std::string& outError) {
+TrimmedSampleRateConverter::Step TrimmedSampleRateConverter::moveFilterTail(std::string& outError) {
     if (resampler_ == nullptr) return Step::nothingLeft;
     FixedRateResampler::Progress progress;
     if (!resampler_->flush(resampled_.data(), resampled_.size(), progress, outError))
@@ -160,7 +160,7 @@ SoxrSampleRateConverter::Step SoxrSampleRateConverter::moveFilterTail(std::strin
     return moveResampled(progress);
 }
 
-SoxrSampleRateConverter::Step SoxrSampleRateConverter::moveResampled(
+TrimmedSampleRateConverter::Step TrimmedSampleRateConverter::moveResampled(
     const FixedRateResampler::Progress& progress) {
     trim_.append(resampled_.data(), progress.produced);
     return progress.consumed + progress.produced > 0 ? Step::moved : Step::nothingLeft;

@@ -1,25 +1,36 @@
 #pragma once
 
-#include "Platform/Linux/FixedRateResampler.h"
-#include "Platform/Linux/RateTrim.h"
+#include "Platform/Resampling/FixedRateResampler.h"
+#include "Platform/Resampling/RateTrim.h"
 #include "Platform/SampleRateConverter.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
 #include <vector>
 
 namespace tapwell {
 
-/// Averages the channels, converts at the exact ratio of the nominal rates with libsoxr (left out
-/// when they are equal), and follows changes of the source rate with a RateTrim behind that.
+/// Averages the channels, converts at the exact ratio of the nominal rates with the host's
+/// resampler (left out when they are equal), and follows changes of the source rate with a RateTrim
+/// behind that.
 ///
 /// Equal rates pass through bit by bit until the rate is first adjusted. A change of rate takes
 /// effect at exactly the frame of its call. docs/decisions/0002-resampler.md has the reasons and
 /// the measured quality.
-class SoxrSampleRateConverter final : public SampleRateConverter {
+class TrimmedSampleRateConverter final : public SampleRateConverter {
 public:
-    /// Null when the formats are not those of SampleRateConverterFactory or libsoxr refuses the
-    /// ratio.
-    static std::unique_ptr<SoxrSampleRateConverter> make(const AudioFormat& source,
-                                                         const AudioFormat& target);
+    /// A resampler of the host for two different rates in Hz; null when it does not do this pair.
+    using ResamplerMaker =
+        std::function<std::unique_ptr<FixedRateResampler>(double sourceRate, double targetRate)>;
+
+    /// Null when the formats are not those of SampleRateConverterFactory or the host has no
+    /// resampler for the rates.
+    static std::unique_ptr<TrimmedSampleRateConverter> make(const AudioFormat& source,
+                                                            const AudioFormat& target,
+                                                            const ResamplerMaker& makeResampler);
 
     OutputStatus convert(PcmBuffer& output, const InputBlock& input,
                          std::string& outError) override;
@@ -31,8 +42,8 @@ public:
 private:
     enum class Step { moved, nothingLeft, failed };
 
-    SoxrSampleRateConverter(const AudioFormat& source, const AudioFormat& target,
-                            std::unique_ptr<FixedRateResampler> resampler);
+    TrimmedSampleRateConverter(const AudioFormat& source, const AudioFormat& target,
+                               std::unique_ptr<FixedRateResampler> resampler);
 
     Step pullInput(const InputBlock& input, std::uint32_t missingOutput, std::string& outError);
     Step movePendingInput(std::string& outError);

@@ -1,4 +1,4 @@
-#include "Platform/Linux/PosixStandardStreams.h"
+#include "Platform/Posix/PosixStandardStreams.h"
 
 #include <poll.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "Platform/Linux/ErrorLineWriter.h"
+#include "Platform/Posix/ErrorLineWriter.h"
 
 #include <poll.h>
 #include <unistd.h>
