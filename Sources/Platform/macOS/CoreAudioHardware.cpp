@@ -80,8 +80,10 @@ OSStatus getObject(AudioObjectID object, const AudioObjectPropertyAddress& addre
     return tapwell::noErr;
 }
 
+// Both functions take their function by value, because a block would keep a reference as one.
+
 /// A block on the heap, owned by the caller, that calls `listener`.
-AudioObjectPropertyListenerBlock makeBlock(const AudioPropertyListener& listener) {
+AudioObjectPropertyListenerBlock makeBlock(AudioPropertyListener listener) {
     return Block_copy(^(UInt32 count, const ::AudioObjectPropertyAddress* addresses) {
       std::vector<AudioObjectPropertyAddress> changed;
       changed.reserve(count);
@@ -92,7 +94,7 @@ AudioObjectPropertyListenerBlock makeBlock(const AudioPropertyListener& listener
 }
 
 /// A block on the heap, owned by the caller. Allocates in its first cycle at most.
-AudioDeviceIOBlock makeBlock(const AudioIOBlock& block) {
+AudioDeviceIOBlock makeBlock(AudioIOBlock block) {
     const auto input = std::make_shared<std::vector<AudioBuffer>>();
     return Block_copy(^(const ::AudioTimeStamp* now, const ::AudioBufferList* list,
                         const ::AudioTimeStamp* inputTime, ::AudioBufferList*,

@@ -2,18 +2,16 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#ifdef __APPLE__
+// The C headers of macOS hold the language's own part.
+#include <objc/NSObject.h>
+#else
 typedef long NSInteger;
 typedef unsigned long NSUInteger;
-typedef double NSTimeInterval;
 typedef bool BOOL;
 #define YES __objc_yes
 #define NO __objc_no
-#ifndef nil
 #define nil nullptr
-#endif
-static_assert(sizeof(BOOL) == 1 && sizeof(NSInteger) == 8);
-
-@class NSString;
 
 __attribute__((objc_root_class))
 @interface NSObject {
@@ -22,6 +20,10 @@ __attribute__((objc_root_class))
 + (instancetype)alloc;
 - (instancetype)init;
 @end
+#endif
+static_assert(sizeof(BOOL) == 1 && sizeof(NSInteger) == 8);
+
+@class NSString;
 
 @protocol NSCopying
 @end
@@ -71,6 +73,7 @@ __attribute__((objc_root_class))
 @property(readonly, copy) NSString* localizedDescription;
 @end
 
+__attribute__((objc_exception))
 @interface NSException : NSObject
 @end
 
