@@ -3,6 +3,12 @@
 namespace tapwell {
 namespace {
 
+static_assert(MediaTime::kValid == kCMTimeFlags_Valid);
+static_assert(MediaTime::kRounded == kCMTimeFlags_HasBeenRounded);
+static_assert(MediaTime::kPositiveInfinity == kCMTimeFlags_PositiveInfinity);
+static_assert(MediaTime::kNegativeInfinity == kCMTimeFlags_NegativeInfinity);
+static_assert(MediaTime::kIndefinite == kCMTimeFlags_Indefinite);
+
 ::AudioStreamBasicDescription systemDescription(const AudioStreamBasicDescription& stream) {
     return {.mSampleRate = stream.sampleRate,
             .mFormatID = stream.formatID,

@@ -43,7 +43,7 @@ __attribute__((availability(macos, introduced = 10.11)))
 - (instancetype)initFromFormat:(AVAudioFormat*)from toFormat:(AVAudioFormat*)to;
 - (AVAudioConverterOutputStatus)convertToBuffer:(AVAudioBuffer*)output
                                           error:(NSError* __autoreleasing*)outError
-                             withInputFromBlock:
-                                 (__attribute__((noescape)) AVAudioConverterInputBlock)block;
+                             withInputFromBlock:(__attribute__((noescape))
+                                                 AVAudioConverterInputBlock)block;
 @property(nonatomic) NSInteger sampleRateConverterQuality;
 @end

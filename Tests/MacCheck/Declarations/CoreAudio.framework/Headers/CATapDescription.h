@@ -17,5 +17,5 @@ __attribute__((availability(macos, introduced = 12.0)))
 @property(atomic, getter=isMuted) CATapMuteBehavior muteBehavior;
 // Nobody uses it: the check of the checks does, to see an unguarded use refused.
 @property(atomic, copy) NSArray<NSString*>* bundleIDs
-    __attribute__((availability(macos, introduced = 26.0)));
+    __attribute__((availability(macos, introduced=26.0)));
 @end

@@ -17,7 +17,7 @@ __attribute__((availability(macos, introduced = 10.15)))
 @interface SFSpeechRecognitionRequest : NSObject
 @property(nonatomic) BOOL shouldReportPartialResults;
 @property(nonatomic) BOOL requiresOnDeviceRecognition;
-@property(nonatomic) BOOL addsPunctuation __attribute__((availability(macos, introduced = 13.0)));
+@property(nonatomic) BOOL addsPunctuation __attribute__((availability(macos, introduced=13.0)));
 @end
 
 __attribute__((availability(macos, introduced = 10.15)))
