@@ -121,5 +121,45 @@ TEST_F(AlignmentTest, HoldsWhenTheMicrophoneStartsLate) {
     std::cout << "worst lag " << worst * 1000 << " ms\n";
 }
 
+/// Every device hears the same bursts at the same moments; a change takes some of them away.
+TEST_F(AlignmentTest, HoldsAcrossChangesOfDevices) {
+    constexpr double changeSeconds = 1.7;
+    launchWithBursts(12);
+    audio().playAlsoInto("out-b", "mic-b");
+    ASSERT_NO_FATAL_FAILURE(start(file()));
+    letPass(2600ms);
+    audio().setDefaultSink("out-b");
+    letPass(1700ms);
+    audio().setDefaultSource("mic-b");
+    letPass(1700ms);
+    audio().setDefaultSource("mic-a");
+    audio().setDefaultSink("out-a");
+    letPass(1700ms);
+    ASSERT_NO_FATAL_FAILURE(stop(file()));
+    const DecodedAudio recording = decoded(file());
+    EXPECT_NEAR(recording.decodedSeconds(), 7.7, 0.4);
+
+    const std::vector<double> speaker = speakerBurst.find(recording.samples, recording.sampleRate);
+    const std::vector<double> microphone =
+        microphoneBurst.find(recording.samples, recording.sampleRate);
+    std::vector<int> pairs(4);  // before the first change, and after each
+    double worst = 0;
+    for (const double time : microphone) {
+        for (const double partner : speaker) {
+            constexpr double nextBurst = 0.06;
+            if (std::abs(time - partner) > nextBurst) continue;
+            worst = std::max(worst, std::abs(time - partner));
+            const double changes = std::ceil((time - 2.6) / changeSeconds);
+            ++pairs.at(static_cast<std::size_t>(std::clamp(changes, 0.0, 3.0)));
+        }
+    }
+    EXPECT_LT(worst, toleranceSeconds);
+    EXPECT_GE(pairs[0], 10);
+    for (const std::size_t change : {1U, 2U, 3U})
+        EXPECT_GE(pairs[change], 4) << "change " << change;
+    std::cout << "worst lag " << worst * 1000 << " ms in "
+              << pairs[0] + pairs[1] + pairs[2] + pairs[3] << " pairs\n";
+}
+
 }  // namespace
 }  // namespace tapwell::test

@@ -121,7 +121,7 @@ TEST_F(TranscriptionTest, AStopInTheMiddleOfASentenceLosesNoWordAndSaysNoneTwice
     EXPECT_NE(finalText_.find("begin"), std::string::npos) << finalText_;
 }
 
-TEST_F(TranscriptionTest, AStreamIsNotWrittenDown) {
+TEST_F(TranscriptionTest, AStreamHasNoTranscript) {
     launchTranscribing({{"TL_RECORDER_RTMPS_MODE", "1"}});
     start(file());
     audio().play({sentences_.samples, quiet()});

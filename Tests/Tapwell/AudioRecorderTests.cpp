@@ -181,8 +181,9 @@ TEST_F(Recorder, TheMicrophoneStopsBeforeTheTap) {
     recorder->stop();
     const auto& journal = host.hardware.journal();
     EXPECT_THAT(std::vector(journal.begin() + static_cast<std::ptrdiff_t>(before), journal.end()),
-                ElementsAre("removePropertyListener", "stopDevice", "destroyIOProcID", "stopDevice",
-                            "destroyIOProcID", "destroyAggregateDevice", "destroyProcessTap"));
+                ElementsAre("removePropertyListener", "removePropertyListener", "stopDevice",
+                            "destroyIOProcID", "stopDevice", "destroyIOProcID",
+                            "destroyAggregateDevice", "destroyProcessTap"));
 }
 
 TEST_F(Recorder, EveryStepOfAStartThatFailsIsReportedAndUndone) {
@@ -368,10 +369,10 @@ TEST_F(Recorder, ADebugCopyOfTheMonoMixStandsBesideTheRecording) {
 
 TEST_F(Recorder, ADebugCopyThatCannotBeWrittenDoesNotHarmTheRecording) {
     host.simulatedEnvironment.variables["TL_RECORDER_DEBUG_WAV"] = "1";
-    std::filesystem::create_directory(folder.file("upload_audio_debug.wav"));
+    host.simulatedFiles.refused = {"upload_audio_debug.wav"};
     make();
     record(1s);
-    EXPECT_EQ(logged("Cannot write debug WAV"), 1);
+    EXPECT_EQ(logged("cannot create " + folder.file("upload_audio_debug.wav")), 1);
     EXPECT_THAT(events().back(), HasSubstr("finalized"));
 }
 
@@ -413,7 +414,7 @@ TEST_F(Recorder, APrewarmedProviderServesTheFirstRecordingOnly) {
     EXPECT_EQ(logged("STT: reusing pre-warmed ScriptedProvider"), 1);
     EXPECT_EQ(logged("STT enabled: ScriptedProvider for locale=en_US"), 1);
     EXPECT_TRUE(providers[0]->stopped);
-    EXPECT_GT(providers[0]->fed, 10000U);
+    EXPECT_GT(providers[0]->fed, 40000U) << "at the rate that it was made for";
 
     path = folder.file("second.m4a");
     record(1s);

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace tapwell {
 namespace {
 
@@ -165,6 +167,119 @@ TEST_F(MicrophoneEngine, ASuppressedRestartIsLeftToTheRebuild) {
     time.advance(5s);
     EXPECT_EQ(hardware.countCalls("startDevice"), 2);
     EXPECT_EQ(lastSample, 0.2F);
+}
+
+TEST_F(MicrophoneEngine, ASuppressedRestartThatNoRebuildSeesToIsTakenUpWhenTheSuppressionEnds) {
+    hardware.setDefaultInput(addMicrophone(0.1F));
+    start();
+    engine->suppressDebouncedInputRestart(1s);
+    hardware.setDefaultInput(addMicrophone(0.2F));
+    time.advance(1s - 1ns);
+    EXPECT_EQ(logged("skipped debounced input restart"), 1);
+    EXPECT_EQ(logged("input device changed while its restart was suppressed"), 0);
+    time.advance(1ns);
+    EXPECT_EQ(logged("input device changed while its restart was suppressed (capture=100 "
+                     "current=101) — scheduling mic capture restart"),
+              1);
+    time.advance(550ms - 1ns);
+    EXPECT_EQ(hardware.countCalls("startDevice"), 1);
+    time.advance(1ns);
+    EXPECT_EQ(hardware.countCalls("startDevice"), 2);
+    time.advance(5s);
+    EXPECT_EQ(hardware.countCalls("startDevice"), 2);
+    EXPECT_EQ(lastSample, 0.2F);
+}
+
+TEST_F(MicrophoneEngine, ALaterSuppressionMovesTheTakeUp) {
+    hardware.setDefaultInput(addMicrophone());
+    start();
+    engine->suppressDebouncedInputRestart(1s);
+    hardware.setDefaultInput(addMicrophone());
+    time.advance(600ms);
+    engine->suppressDebouncedInputRestart(1s);
+    time.advance(1s - 1ns);
+    EXPECT_EQ(logged("input device changed while"), 0);
+    time.advance(1ns);
+    EXPECT_EQ(logged("input device changed while"), 1);
+}
+
+TEST_F(MicrophoneEngine, ASuppressionWithoutAChangeTakesNothingUp) {
+    hardware.setDefaultInput(addMicrophone());
+    start();
+    engine->suppressDebouncedInputRestart(1s);
+    time.advance(5s);
+    EXPECT_EQ(logged("input device changed while"), 0);
+    EXPECT_EQ(hardware.countCalls("startDevice"), 1);
+}
+
+TEST_F(MicrophoneEngine, ARestartThatIsPendingWhenTheSuppressionEndsIsNotDoubled) {
+    hardware.setDefaultInput(addMicrophone());
+    start();
+    engine->suppressDebouncedInputRestart(1s);
+    time.advance(800ms);
+    hardware.setDefaultInput(addMicrophone());
+    time.advance(550ms);
+    EXPECT_EQ(hardware.countCalls("startDevice"), 2);
+    EXPECT_EQ(logged("input device changed while"), 0);
+    time.advance(5s);
+    EXPECT_EQ(hardware.countCalls("startDevice"), 2);
+}
+
+TEST_F(MicrophoneEngine, AnEngineThatGaveUpTakesTheOldDeviceBack) {
+    const AudioObjectID good = addMicrophone(0.3F);
+    hardware.setDefaultInput(good);
+    start();
+    hardware.failNext("startDevice", -1, 5);
+    hardware.setDefaultInput(addMicrophone());
+    time.advance(5s);
+    ASSERT_EQ(logged("mic capture stopped after 5 failed restart attempts"), 1);
+    hardware.setDefaultInput(good);
+    time.advance(1s);
+    EXPECT_EQ(lastSample, 0.3F);
+    EXPECT_EQ(hooks.back(), "did");
+}
+
+TEST_F(MicrophoneEngine, ACheckDuringARetrySeriesEndsTheSeries) {
+    hardware.setDefaultInput(addMicrophone());
+    start();
+    hardware.failNext("startDevice", -1, 1);
+    hardware.setDefaultInput(addMicrophone(0.4F));
+    time.advance(600ms);
+    engine->restartIfDeviceChangedSync();
+    time.advance(5s);
+    EXPECT_EQ(hardware.countCalls("startDevice"), 3) << "no retry after the check";
+    EXPECT_EQ(lastSample, 0.4F);
+}
+
+TEST_F(MicrophoneEngine, TheLastMicrophoneMayGoAndAnotherCome) {
+    const AudioObjectID mic = addMicrophone();
+    hardware.setDefaultInput(mic);
+    start();
+    hardware.removeDevice(mic);
+    hardware.setDefaultInput(std::nullopt);
+    time.advance(5s);
+    EXPECT_EQ(hardware.countCalls("startDevice"), 1);
+    hardware.setDefaultInput(addMicrophone(0.4F));
+    time.advance(5s);
+    EXPECT_EQ(hardware.countCalls("startDevice"), 2);
+    EXPECT_EQ(lastSample, 0.4F);
+}
+
+TEST_F(MicrophoneEngine, TheNewCaptureIsAnnouncedBetweenTheBuffersOfOldAndNew) {
+    std::vector<float> order;
+    engine->setCaptureBeginsAnew([&] { order.push_back(-1); });
+    hardware.setDefaultInput(addMicrophone(0.1F));
+    engine->start([&](const PcmBuffer& buffer, const AudioTime&) {
+        std::uint32_t stride = 0;
+        order.push_back(buffer.channel<float>(0, stride)[0]);
+    });
+    time.advance(500ms);
+    hardware.setDefaultInput(addMicrophone(0.2F));
+    time.advance(1s);
+    const auto mark = std::find(order.begin(), order.end(), -1.0F);
+    ASSERT_NE(mark, order.end());
+    EXPECT_TRUE(std::all_of(order.begin(), mark, [](float level) { return level == 0.1F; }));
+    EXPECT_TRUE(std::all_of(mark + 1, order.end(), [](float level) { return level == 0.2F; }));
 }
 
 TEST_F(MicrophoneEngine, ACancelledRestartDoesNotHappen) {

@@ -1,3 +1,4 @@
+#include "Platform/Linux/PosixPrivateFile.h"
 #include "Platform/RecorderError.h"
 #include "Platform/Simulated/SimulatedQueueFactory.h"
 #include "Platform/Simulated/SimulatedStandardStreams.h"
@@ -79,11 +80,12 @@ TEST(WavHeaderDeathTest, WhatDoesNotFitEndsTheProcess) {
 struct DebugWav : testing::Test {
     test::TemporaryDirectory folder;
     SimulatedStandardStreams streams;
+    PosixPrivateFileFactory files;
     std::string path = folder.file("upload_audio_debug.wav");
 };
 
 TEST_F(DebugWav, WritesEverythingAtTheEnd) {
-    RecorderDebugMixedWavSink sink(path, 48000, Log(streams, "debug-wav"));
+    RecorderDebugMixedWavSink sink(files, path, 48000, Log(streams, "debug-wav"));
     sink.appendMonoFloatSamples(std::vector{1.0F, -1.0F});
     sink.appendMonoFloatSamples({});
     sink.appendMonoFloatSamples(std::vector{0.5F});
@@ -102,14 +104,24 @@ TEST_F(DebugWav, WritesEverythingAtTheEnd) {
 
 TEST_F(DebugWav, AFileThatCannotBeWrittenIsAnErrorThatNamesIt) {
     const std::string nowhere = folder.file("missing/debug.wav");
-    RecorderDebugMixedWavSink sink(nowhere, 48000, Log(streams, "debug-wav"));
+    RecorderDebugMixedWavSink sink(files, nowhere, 48000, Log(streams, "debug-wav"));
     try {
         sink.finalizeSync();
         FAIL() << "no error";
     } catch (const RecorderError& error) {
         EXPECT_EQ(error.description(),
-                  "Cannot write debug WAV \"" + nowhere + "\": No such file or directory");
+                  "Cannot create file \"" + nowhere + "\": No such file or directory");
     }
+}
+
+TEST_F(DebugWav, OneThatIsFullEndsAndIsWhole) {
+    RecorderDebugMixedWavSink sink(files, path, 48000, Log(streams, "debug-wav"), 10);
+    for (int i = 0; i < 3; ++i)
+        sink.appendMonoFloatSamples(std::vector{1.0F, -1.0F});
+    EXPECT_EQ(streams.countErrorLines("debug WAV is full after 8 bytes of samples"), 1);
+    sink.finalizeSync();
+    EXPECT_EQ(littleEndian(fileContent(path), 40, 4), 8U);
+    EXPECT_EQ(fileContent(path).size(), 52U);
 }
 
 struct RtmpsSink : testing::Test {

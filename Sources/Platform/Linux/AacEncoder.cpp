@@ -73,9 +73,11 @@ bool AacEncoder::supports(const AudioOutputSettings& settings) {
                kMaxPacketBitsPerChannel * static_cast<double>(settings.numberOfChannels);
 }
 
-AacEncoder::AacEncoder(const AudioOutputSettings& settings)
-    : frame_(av_frame_alloc()), packet_(av_packet_alloc()) {
-    openContext(settings);
+AacEncoder::AacEncoder(const AudioOutputSettings& settings, Part part)
+    : frame_(av_frame_alloc()),
+      packet_(av_packet_alloc()),
+      packetsToDiscard_(part == Part::later ? kPrimingPackets + 1 : 0) {
+    openContext(settings, part);
     if (!frame_ || !packet_) check(AVERROR(ENOMEM), "encode");
     frame_->format = context_->sample_fmt;
     frame_->sample_rate = context_->sample_rate;
@@ -94,7 +96,11 @@ AacEncoder::AacEncoder(const AudioOutputSettings& settings)
 
 AacEncoder::~AacEncoder() = default;
 
-void AacEncoder::openContext(const AudioOutputSettings& settings) {
+void AacEncoder::openContext(const AudioOutputSettings& settings, Part part) {
+    // Rate control begins at a scale of 120, coarser than where most signals settle, and works its
+    // way up. One that begins finer works its way down during the priming, and a joint is never
+    // worse than what is around it. Any value beyond the usual range does.
+    constexpr int kFineScale = 1000;
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (codec == nullptr) check(AVERROR_ENCODER_NOT_FOUND, "encode");
     context_.reset(avcodec_alloc_context3(codec));
@@ -104,6 +110,7 @@ void AacEncoder::openContext(const AudioOutputSettings& settings) {
     context_->bit_rate = settings.encoderBitRate;
     context_->time_base = AVRational{1, context_->sample_rate};
     context_->thread_count = 1;
+    if (part == Part::later) context_->global_quality = kFineScale;
     context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     av_channel_layout_default(&context_->ch_layout, static_cast<int>(settings.numberOfChannels));
     chooseTools(*context_);
@@ -158,7 +165,10 @@ void AacEncoder::sendFrame(AVFrame* frame, const PacketSink& sink) {
         if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
         check(result, "encode");
         const std::span bytes(packet_->data, static_cast<std::size_t>(packet_->size));
-        sink(std::as_bytes(bytes));
+        if (packetsToDiscard_ > 0)
+            --packetsToDiscard_;
+        else
+            sink(std::as_bytes(bytes));
         av_packet_unref(packet_.get());
     }
 }

@@ -20,6 +20,21 @@ namespace tapwell {
 /// "FFmpeg". One thread at a time.
 class AacEncoder {
 public:
+    /// Which part of a stream an encoder gets.
+    enum class Part {
+        /// The stream from its first frame on.
+        beginning,
+        /// The stream from some packet on, preceded by kLeadInFrames from before it, for which no
+        /// packets are handed out. Its packets follow those of the encoder before without a seam.
+        later,
+    };
+    /// Packets that settle an encoder's rate control and block switching where it begins later;
+    /// docs/decisions/0005-parallel-encoding.md has the measurements.
+    static constexpr std::uint32_t kPrimingPackets = 6;
+    /// The priming, and what a packet overlaps: the packet before it and the frames of its own.
+    static constexpr std::uint32_t kLeadInFrames =
+        (kPrimingPackets + 2) * AacTrack::kFramesPerPacket;
+
     /// Given each packet in order; the bytes are valid during the call.
     using PacketSink = std::function<void(std::span<const std::byte>)>;
 
@@ -28,7 +43,7 @@ public:
     static bool supports(const AudioOutputSettings& settings);
 
     /// `settings` must be supported.
-    explicit AacEncoder(const AudioOutputSettings& settings);
+    explicit AacEncoder(const AudioOutputSettings& settings, Part part = Part::beginning);
     ~AacEncoder();
     AacEncoder(const AacEncoder&) = delete;
     AacEncoder& operator=(const AacEncoder&) = delete;
@@ -53,7 +68,7 @@ private:
         void operator()(AVPacket* packet) const;
     };
 
-    void openContext(const AudioOutputSettings& settings);
+    void openContext(const AudioOutputSettings& settings, Part part);
     void beginFrame();
     void copyToFrame(std::span<const float> samples);
     void sendFrame(AVFrame* frame, const PacketSink& sink);
@@ -64,6 +79,7 @@ private:
     std::unique_ptr<AVPacket, PacketDeleter> packet_;
     std::uint32_t framesInFrame_ = 0;
     std::int64_t framesSent_ = 0;
+    std::uint32_t packetsToDiscard_ = 0;
 };
 
 }  // namespace tapwell

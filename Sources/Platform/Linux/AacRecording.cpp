@@ -14,16 +14,18 @@ std::optional<RecorderError> AacRecording::error() const {
     return error_;
 }
 
-bool AacRecording::start(const AudioOutputSettings& settings) {
+bool AacRecording::start(const AudioOutputSettings& settings,
+                         ParallelAacEncoder::Producer producer) {
     const std::lock_guard lock(mutex_);
     if (status() != Status::unknown) return false;
     try {
-        encoder_ = std::make_unique<AacEncoder>(settings);
+        encoder_ = std::make_unique<ParallelAacEncoder>(settings, resources_, producer);
         fragments_ = std::make_unique<FragmentedMp4File>(file_, encoder_->track());
     } catch (const RecorderError& error) {
         failLocked(error);
         return false;
     }
+    hasBegun_ = true;
     status_ = Status::writing;
     return true;
 }
@@ -44,6 +46,9 @@ bool AacRecording::append(std::span<const float> samples) {
     } catch (const RecorderError& error) {
         failLocked(error);
         return false;
+    } catch (const std::bad_alloc&) {
+        failLocked(file_.error("encode", ENOMEM));
+        return false;
     }
     frameCount_ += samples.size() / encoder_->track().channelCount;
     return true;
@@ -60,6 +65,7 @@ void AacRecording::failLocked(const RecorderError& error) {
         error_ = error;
     }
     status_ = Status::failed;
+    encoder_.reset();
 }
 
 void AacRecording::drain() {
@@ -93,15 +99,17 @@ void AacRecording::finish() {
 
 void AacRecording::abandon() {
     const std::lock_guard lock(mutex_);
-    if (!fragments_ && status() != Status::completed) {
+    if (!hasBegun_) {
         file_.remove();
     } else if (status() == Status::writing) {
         try {
             drain();
         } catch (const RecorderError&) {
             // The file keeps what fitted; nobody is left to be told.
+        } catch (const std::bad_alloc&) {
         }
     }
+    encoder_.reset();
     if (status() == Status::unknown || status() == Status::writing) status_ = Status::cancelled;
 }
 

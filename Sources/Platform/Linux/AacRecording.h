@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Platform/AssetWriter.h"
-#include "Platform/Linux/AacEncoder.h"
 #include "Platform/Linux/FragmentedMp4File.h"
+#include "Platform/Linux/ParallelAacEncoder.h"
 #include "Platform/Linux/RecordingFile.h"
 
 #include <atomic>
@@ -19,17 +19,19 @@ namespace tapwell {
 /// operations wait for one another, but nothing waits in `status` and `error`.
 class AacRecording {
 public:
-    explicit AacRecording(const std::string& path) : file_(path) {}
+    AacRecording(const std::string& path, const EncodingResources& resources)
+        : file_(path), resources_(resources) {}
 
     AssetWriter::Status status() const { return status_.load(); }
     std::optional<RecorderError> error() const;
 
     /// Opens the encoder and writes the file's beginning. False on failure, or when begun before.
-    bool start(const AudioOutputSettings& settings);
+    bool start(const AudioOutputSettings& settings, ParallelAacEncoder::Producer producer);
     /// The next sample appended is the file's first. False when not writing.
     bool startSession();
-    /// Encodes whole interleaved frames and writes the fragments that they fill. False when not
-    /// writing, or when this fails.
+    /// Encodes whole interleaved frames and writes the fragments that they fill; takes its time
+    /// over those of a fast producer. False when not writing, or when this or what came before
+    /// fails.
     bool append(std::span<const float> samples);
     /// Ends a recording with an error, unless it has ended.
     void fail(const RecorderError& error);
@@ -47,9 +49,11 @@ private:
 
     std::mutex mutex_;  ///< guards all but status_ and error_
     RecordingFile file_;
-    std::unique_ptr<AacEncoder> encoder_;
+    const EncodingResources resources_;
+    std::unique_ptr<ParallelAacEncoder> encoder_;
     std::unique_ptr<FragmentedMp4File> fragments_;
     std::uint64_t frameCount_ = 0;
+    bool hasBegun_ = false;  ///< there is a file worth keeping
     bool hasSession_ = false;
     std::atomic<AssetWriter::Status> status_{AssetWriter::Status::unknown};
     mutable std::mutex errorMutex_;

@@ -9,8 +9,8 @@
 
 namespace tapwell {
 
-FfmpegAssetWriter::FfmpegAssetWriter(const std::string& path)
-    : recording_(std::make_shared<AacRecording>(path)) {}
+FfmpegAssetWriter::FfmpegAssetWriter(const std::string& path, const EncodingResources& resources)
+    : recording_(std::make_shared<AacRecording>(path, resources)) {}
 
 FfmpegAssetWriter::~FfmpegAssetWriter() {
     waitForFinish();
@@ -50,7 +50,9 @@ bool FfmpegAssetWriter::startWriting() {
             "Cannot write recording file \"" + recording_->path() + "\": there is no input"));
         return false;
     }
-    return recording_->start(input_->settings());
+    return recording_->start(input_->settings(), input_->expectsMediaDataInRealTime()
+                                                     ? ParallelAacEncoder::Producer::realTime
+                                                     : ParallelAacEncoder::Producer::unknown);
 }
 
 void FfmpegAssetWriter::startSession(MediaTime /*sourceTime*/) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/AssetWriter.h"
+#include "Platform/Linux/EncodingResources.h"
 
 #include <memory>
 #include <string>
@@ -12,11 +13,12 @@ class AacRecording;
 class FfmpegAssetWriterInput;
 
 /// The AssetWriter of this host: libavcodec's AAC encoder and our own MPEG-4 boxes. Encoding runs
-/// in the input's `append`, finishing on a thread that the writer owns.
+/// in the input's `append`, and on threads of the writer's own when samples come faster than in
+/// real time; finishing on a thread that the writer owns.
 class FfmpegAssetWriter final : public AssetWriter {
 public:
     /// Creates the file. Throws RecorderError.
-    explicit FfmpegAssetWriter(const std::string& path);
+    FfmpegAssetWriter(const std::string& path, const EncodingResources& resources);
     /// Waits for a finish that is under way.
     ~FfmpegAssetWriter() override;
 

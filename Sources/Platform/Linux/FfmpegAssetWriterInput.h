@@ -11,7 +11,8 @@ namespace tapwell {
 
 class AacRecording;
 
-/// An input that encodes within `append`, on the caller's queue.
+/// An input that encodes within `append`, on the caller's queue, which is how it holds back a
+/// producer that is faster than the encoder.
 class FfmpegAssetWriterInput final : public AssetWriterInput {
 public:
     FfmpegAssetWriterInput(const AudioOutputSettings& settings,

@@ -47,7 +47,7 @@ private:
     PipeWireAudioHardware hardware_{logOfArea("pipewire")};
     LinuxAuthorization authorization_{hardware_};
     SoxrSampleRateConverterFactory converters_;
-    FfmpegAssetWriterFactory writers_;
+    FfmpegAssetWriterFactory writers_{clock_};
     PosixPrivateFileFactory files_;
     XdgUserDefaults userDefaults_{environment_, logOfArea("defaults")};
     LinuxSpeechEngines speechEngines_{SpeechModels::installed(environment_),

@@ -41,11 +41,8 @@ public:
         if (state_->status != AssetWriter::Status::writing ||
             std::find(failing.begin(), failing.end(), call) != failing.end())
             return false;
-        script_.appended.push_back(buffer);
-        const auto bytes = buffer.bytes();
-        const std::size_t before = script_.samples.size();
-        script_.samples.resize(before + bytes.size() / sizeof(float));
-        std::memcpy(script_.samples.data() + before, bytes.data(), bytes.size());
+        script_.frames += buffer.sampleCount();
+        if (script_.keepsSamples) keep(buffer);
         if (++inBurst_ >= script_.buffersPerBurst) {
             inBurst_ = 0;
             busyUntil_ = time_.now() + script_.busyTime;
@@ -56,6 +53,14 @@ public:
     const AudioOutputSettings& settings() const { return settings_; }
 
 private:
+    void keep(const SampleBuffer& buffer) {
+        script_.appended.push_back(buffer);
+        const auto bytes = buffer.bytes();
+        const std::size_t before = script_.samples.size();
+        script_.samples.resize(before + bytes.size() / sizeof(float));
+        std::memcpy(script_.samples.data() + before, bytes.data(), bytes.size());
+    }
+
     Script& script_;
     VirtualTime& time_;
     const std::shared_ptr<WriterState> state_;

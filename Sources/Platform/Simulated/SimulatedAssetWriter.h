@@ -28,6 +28,8 @@ struct SimulatedWriterScript {
     std::int64_t failsFromAppend = INT64_MAX;
     VirtualTime::Duration finishTime{0};
     bool finishFails = false;
+    /// Whether what is appended is kept; otherwise it is only counted.
+    bool keepsSamples = true;
 
     // Record.
     std::vector<std::string> paths;
@@ -37,6 +39,7 @@ struct SimulatedWriterScript {
     std::vector<SampleBuffer> appended;
     std::vector<float> samples;  ///< of all appended buffers, as they came
     std::int64_t appendCalls = 0;
+    std::int64_t frames = 0;  ///< of all appended buffers
     std::int64_t appendedWhenMarkedFinished = -1;
     int finishCalls = 0;
 };

@@ -42,6 +42,7 @@ std::vector<std::byte> render(const SimulatedDevice& device, VirtualTime::Durati
     const std::uint32_t bytesPerSample = format.bytesPerSample();
     std::vector<std::byte> data(std::size_t{frames} * channels * bytesPerSample);
     const double start = static_cast<double>(firstFrame.count()) * 1e-9;
+    if (!device.isAudible(start)) return data;
     for (std::uint32_t frame = 0; frame < frames; ++frame) {
         const float value = device.signal(start + frame / device.trueHz());
         const auto integer = static_cast<std::int16_t>(std::lround(value * 32767.0F));

@@ -21,6 +21,9 @@ struct SimulatedDevice {
     std::uint32_t transportType = kAudioDeviceTransportTypeBuiltIn;
     /// The sound at a moment of virtual time, in seconds; the same on all channels.
     std::function<float(double seconds)> signal = [](double) { return 0.0F; };
+    /// Whether a cycle that begins at this moment has any sound; for hours of which most is
+    /// silence.
+    std::function<bool(double seconds)> isAudible = [](double) { return true; };
     std::uint32_t framesPerCycle = 480;
 
     /// Time from start to the first captured frame.

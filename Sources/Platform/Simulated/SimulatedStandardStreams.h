@@ -19,6 +19,9 @@ public:
     void scriptAction(std::function<void()> action) { script_.push_back({{}, std::move(action)}); }
     void scriptTermination() { script_.push_back({{InputStatus::terminate, ""}, nullptr}); }
 
+    /// When set, gets each write to standard output, which then is not kept.
+    std::function<void(std::string_view bytes)> outputReader;
+
     Input readLine() override {
         while (!script_.empty()) {
             const Step step = std::move(script_.front());
@@ -28,7 +31,12 @@ public:
         }
         return {InputStatus::endOfInput, ""};
     }
-    void writeOutput(std::string_view bytes) override { output_ += bytes; }
+    void writeOutput(std::string_view bytes) override {
+        if (outputReader)
+            outputReader(bytes);
+        else
+            output_ += bytes;
+    }
     void writeError(std::string_view line) override { errors_.emplace_back(line); }
 
     /// Everything written to standard output.

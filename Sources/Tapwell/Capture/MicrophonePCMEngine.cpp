@@ -12,6 +12,7 @@ constexpr int kNoHandler = 61;
 constexpr int kCreateFailed = 63;
 constexpr int kStartFailed = 64;
 constexpr double kFallbackRateHz = 48000;
+constexpr const char* kDefaultInputChanged = "kAudioHardwarePropertyDefaultInputDevice";
 
 }  // namespace
 
@@ -41,12 +42,15 @@ void MicrophonePCMEngine::start(PcmHandler onPCM) {
     restartQueue_->sync([this] {
         installDefaultInputListener();
         started_ = true;
+        if (defaultInputPropertyListener_) defaultInputChanged();  // while it was installed
     });
 }
 
 void MicrophonePCMEngine::stop() {
     restartQueue_->sync([this] {
         cancelPendingRestart();
+        cancelPendingRetry();
+        if (pendingTakeUpWork_) pendingTakeUpWork_->cancel();
         removeDefaultInputListener();
         stopIOProc();
         pcmHandler_.reset();
@@ -58,8 +62,10 @@ void MicrophonePCMEngine::stop() {
 
 void MicrophonePCMEngine::suppressDebouncedInputRestart(std::chrono::nanoseconds forDuration) {
     restartQueue_->async([weak = weak_from_this(), forDuration] {
-        if (const auto self = weak.lock())
-            self->suppressInputDeviceRestartUntil_ = self->clock_.now() + forDuration;
+        const auto self = weak.lock();
+        if (!self) return;
+        self->suppressInputDeviceRestartUntil_ = self->clock_.now() + forDuration;
+        self->scheduleTakeUpAfterSuppression(forDuration);
     });
 }
 
@@ -77,6 +83,26 @@ void MicrophonePCMEngine::restartIfDeviceChangedSync() {
                   ") — restarting");
         restartMicCapture("deviceChangedDuringSystemTapRebuild", 0);
     });
+}
+
+void MicrophonePCMEngine::scheduleTakeUpAfterSuppression(std::chrono::nanoseconds delay) {
+    if (pendingTakeUpWork_) pendingTakeUpWork_->cancel();
+    pendingTakeUpWork_ = std::make_shared<WorkItem>([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->takeUpSuppressedChange();
+    });
+    restartQueue_->asyncAfter(delay, pendingTakeUpWork_);
+}
+
+/// A restart that is on its way sees to the change by itself.
+void MicrophonePCMEngine::takeUpSuppressedChange() {
+    pendingTakeUpWork_.reset();
+    if (!pcmHandler_ || pendingRestartWork_ || pendingRetryWork_) return;
+    const auto current = recorderDefaultInputDeviceObjectID(hardware_);
+    if (!current || *current == captureDeviceID_) return;
+    log_.line("input device changed while its restart was suppressed (capture=" +
+              std::to_string(captureDeviceID_) + " current=" + std::to_string(*current) +
+              ") — scheduling mic capture restart");
+    enqueueDebouncedMicRestart(kDefaultInputChanged);
 }
 
 void MicrophonePCMEngine::startIOProcOnDefaultInputDevice() {
@@ -168,10 +194,13 @@ void MicrophonePCMEngine::removeDefaultInputListener() {
 
 void MicrophonePCMEngine::defaultInputChanged() {
     const auto device = recorderDefaultInputDeviceObjectID(hardware_);
-    if (!device || lastObservedDefaultInputDeviceID_ == *device) return;
+    if (!device) return;
+    // The captured device counts too: the default may have changed just before it was observed.
+    const bool isCaptured = captureDeviceID_ == *device || pendingRetryWork_;
+    if (lastObservedDefaultInputDeviceID_ == *device && isCaptured) return;
     log_.line("default input device changed (id=" + std::to_string(*device) +
               ") — scheduling mic capture restart");
-    enqueueDebouncedMicRestart("kAudioHardwarePropertyDefaultInputDevice");
+    enqueueDebouncedMicRestart(kDefaultInputChanged);
 }
 
 void MicrophonePCMEngine::enqueueDebouncedMicRestart(const std::string& reason) {
@@ -179,6 +208,7 @@ void MicrophonePCMEngine::enqueueDebouncedMicRestart(const std::string& reason) 
     pendingRestartWork_ = std::make_shared<WorkItem>([weak = weak_from_this(), reason] {
         const auto self = weak.lock();
         if (!self) return;
+        self->pendingRestartWork_.reset();
         const auto until = self->suppressInputDeviceRestartUntil_;
         if (until && self->clock_.now() < *until) {
             self->log_.line("skipped debounced input restart (" + reason +
@@ -192,8 +222,10 @@ void MicrophonePCMEngine::enqueueDebouncedMicRestart(const std::string& reason) 
 
 void MicrophonePCMEngine::restartMicCapture(const std::string& reason, int retryIndex) {
     if (!pcmHandler_) return;
+    cancelPendingRetry();
     if (willResetAudioGraph_) willResetAudioGraph_();
     stopIOProc();
+    if (captureBeginsAnew_) ioQueue_->async([hook = captureBeginsAnew_] { (*hook)(); });
     try {
         startIOProcOnDefaultInputDevice();
     } catch (const RecorderError& error) {
@@ -212,18 +244,25 @@ void MicrophonePCMEngine::restartFailed(const std::string& reason, int retryInde
     if (attempt >= maxRestartAttempts) {
         log_.line("mic capture stopped after " + std::to_string(maxRestartAttempts) +
                   " failed restart attempts");
+        // Nothing is captured any more, so whatever becomes the default is a change.
+        lastObservedDefaultInputDeviceID_.reset();
         return;
     }
-    restartQueue_->asyncAfter(restartRetryDelay,
-                              [weak = weak_from_this(), reason = reason + "-retry", attempt] {
-                                  if (const auto self = weak.lock())
-                                      self->restartMicCapture(reason, attempt);
-                              });
+    pendingRetryWork_ =
+        std::make_shared<WorkItem>([weak = weak_from_this(), reason = reason + "-retry", attempt] {
+            if (const auto self = weak.lock()) self->restartMicCapture(reason, attempt);
+        });
+    restartQueue_->asyncAfter(restartRetryDelay, pendingRetryWork_);
 }
 
 void MicrophonePCMEngine::cancelPendingRestart() {
     if (pendingRestartWork_) pendingRestartWork_->cancel();
     pendingRestartWork_.reset();
+}
+
+void MicrophonePCMEngine::cancelPendingRetry() {
+    if (pendingRetryWork_) pendingRetryWork_->cancel();
+    pendingRetryWork_.reset();
 }
 
 }  // namespace tapwell

@@ -48,7 +48,8 @@ public:
     void stop();
 
     /// For this long from now, a debounced restart does nothing: a rebuild of the system tap is
-    /// under way and will see to the microphone.
+    /// under way and will see to the microphone. When the time is over and nobody has, the present
+    /// default input is taken up as a change noticed then.
     void suppressDebouncedInputRestart(std::chrono::nanoseconds forDuration);
     void cancelPendingDebouncedMicRestartSync();
     /// Restarts capture now when the default input is another device than the captured one.
@@ -61,6 +62,11 @@ public:
     }
     void setDidResetAudioGraph(std::function<void()> hook) {
         didResetAudioGraph_ = std::move(hook);
+    }
+    /// Called on the I/O queue at a restart: after the last buffer of the old capture and before
+    /// the first of the new one. Set before `start`.
+    void setCaptureBeginsAnew(std::function<void()> hook) {
+        captureBeginsAnew_ = std::make_shared<const std::function<void()>>(std::move(hook));
     }
 
 private:
@@ -77,6 +83,9 @@ private:
     void restartMicCapture(const std::string& reason, int retryIndex);
     void restartFailed(const std::string& reason, int retryIndex, const std::string& error);
     void cancelPendingRestart();
+    void cancelPendingRetry();
+    void scheduleTakeUpAfterSuppression(std::chrono::nanoseconds delay);
+    void takeUpSuppressedChange();
 
     AudioHardware& hardware_;
     const Clock& clock_;
@@ -94,11 +103,14 @@ private:
     std::optional<AudioIOProcID> deviceProcID_;
     std::optional<AudioFormat> captureFormat_;
     std::shared_ptr<WorkItem> pendingRestartWork_;
+    std::shared_ptr<WorkItem> pendingRetryWork_;
+    std::shared_ptr<WorkItem> pendingTakeUpWork_;
     AudioPropertyListener defaultInputPropertyListener_;
     std::optional<AudioObjectID> lastObservedDefaultInputDeviceID_;
     std::optional<Clock::Date> suppressInputDeviceRestartUntil_;
     std::function<void()> willResetAudioGraph_;
     std::function<void()> didResetAudioGraph_;
+    std::shared_ptr<const std::function<void()>> captureBeginsAnew_;
 };
 
 }  // namespace tapwell

@@ -66,6 +66,11 @@ std::optional<AudioFormat> SystemAudioTapSession::ioFormat() const {
     return ioFormat_;
 }
 
+std::optional<double> SystemAudioTapSession::actualRateHz() const {
+    if (aggregateDeviceID_ == kAudioObjectUnknown) return std::nullopt;
+    return recorderActualSampleRate(hardware_, aggregateDeviceID_);
+}
+
 void SystemAudioTapSession::prepareExcludeTapwellPid() {
     stopAndTeardown();
     const auto output = recorderDefaultSystemOutputDeviceObjectID(hardware_);
@@ -76,6 +81,7 @@ void SystemAudioTapSession::prepareExcludeTapwellPid() {
     createAggregate(outputUID);
     log_.line("aggregate device oid=" + std::to_string(aggregateDeviceID_) +
               " mainSubDeviceUID=" + outputUID);
+    outputDevice_ = output;
 }
 
 void SystemAudioTapSession::createTap() {
@@ -149,6 +155,7 @@ void SystemAudioTapSession::startDevice(const AudioFormat& format) {
     deviceProcID_.reset();
     destroyAggregate();
     destroyTap();
+    outputDevice_.reset();
     throw errorFor(status, "aggregate start ");
 }
 
@@ -238,6 +245,7 @@ void SystemAudioTapSession::stopAndTeardown() {
     }
     destroyAggregate();
     destroyTap();
+    outputDevice_.reset();
 }
 
 void SystemAudioTapSession::destroyAggregate() {

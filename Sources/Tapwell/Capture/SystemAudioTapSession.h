@@ -42,8 +42,14 @@ public:
     /// Stops and destroys whatever exists. Any number of times; never throws.
     void stopAndTeardown();
 
+    /// The output device that the tap was prepared on; absent before, and after a teardown.
+    std::optional<AudioObjectID> outputDevice() const { return outputDevice_; }
+
     /// The tap's own format; absent before `prepareExcludeTapwellPid`.
     const std::optional<AudioFormat>& tapAVFormat() const { return tapAVFormat_; }
+
+    /// The rate at which the aggregate device reports to run, in Hz; absent where it does not.
+    std::optional<double> actualRateHz() const;
 
     /// The tap's format at the rate at which the device really runs, a hint for those who need the
     /// true rate. Absent until it was measured. Any thread.
@@ -68,6 +74,7 @@ private:
     AudioHardware& hardware_;
     const Environment& environment_;
     const Log log_;
+    std::optional<AudioObjectID> outputDevice_;
     AudioStreamBasicDescription tapStreamASBD_;
     std::optional<AudioFormat> tapAVFormat_;
     std::string tapUUID_;

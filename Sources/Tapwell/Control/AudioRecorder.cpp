@@ -36,12 +36,13 @@ AudioRecorder::AudioRecorder(Services services)
       events_(services_.streams),
       permissions_({services_.hardware, services_.authorization, services_.environment,
                     services_.queues, services_.streams}),
-      tapIOQueue_(services_.queues.makeSerialQueue("Tapwell.SystemTapIO",
-                                                   QualityOfService::userInteractive)) {
+      systemOutputRouteQueue_(services_.queues.makeSerialQueue("Tapwell.DefaultSystemOutputRoute")),
+      systemAudio_({services_.hardware, services_.queues, services_.environment}, log_) {
     if (RecorderSTTMode::isEnabled(services_.environment)) prewarmSpeechProvider();
 }
 
 AudioRecorder::~AudioRecorder() {
+    stopFollowingDevices();
     stopCapture();
 }
 
@@ -63,8 +64,8 @@ void AudioRecorder::start(const std::string& outputPath) {
     outputPath_ = outputPath;
     progressState_.begin(services_.clock.now());
     try {
-        prepareSystemTap();
-        if (!systemTap_->tapAVFormat()) {
+        systemAudio_.prepare();
+        if (!systemAudio_.tapFormat()) {
             failStart(kDeviceNotAvailable, "Could not resolve tap audio format.");
             return;
         }
@@ -85,13 +86,8 @@ void AudioRecorder::start(const std::string& outputPath) {
         return;
     }
     startTranscription();
+    startFollowingDevices();
     events_.emitEvent(StartedEvent{outputPath});
-}
-
-void AudioRecorder::prepareSystemTap() {
-    systemTap_ = SystemAudioTapSession::create(services_.hardware, services_.environment,
-                                               log_.withArea("system-tap"));
-    systemTap_->prepareExcludeTapwellPid();
 }
 
 AudioRecorder::CaptureMode AudioRecorder::chooseCaptureMode() const {
@@ -101,7 +97,7 @@ AudioRecorder::CaptureMode AudioRecorder::chooseCaptureMode() const {
 }
 
 void AudioRecorder::chooseSessionMixRate(CaptureMode mode) {
-    const double tapNominal = systemTap_->tapAVFormat()->sampleRate();
+    const double tapNominal = systemAudio_.tapFormat()->sampleRate();
     if (mode == CaptureMode::rtmps) {
         sessionMixHz_ = kFixedMixHz;
         log_.line("RTMPS mode: stereo PCM stdout @ " + shortestText(sessionMixHz_) +
@@ -149,8 +145,9 @@ std::unique_ptr<RecordingOutput> AudioRecorder::makeOutput(CaptureMode mode) {
                                       services_.streams},
             outputPath_, layout, sessionMixHz_, countBytes);
     return std::make_unique<SingleFileOutput>(
-        SingleFileOutput::Services{services_.writers, services_.converters, services_.queues,
-                                   services_.clock, services_.environment, services_.streams},
+        SingleFileOutput::Services{services_.writers, services_.files, services_.converters,
+                                   services_.queues, services_.clock, services_.environment,
+                                   services_.streams},
         outputPath_, layout, sessionMixHz_, countBytes);
 }
 
@@ -161,19 +158,23 @@ void AudioRecorder::startCapture() {
         [output = output_.get()] { output->microphoneWillRestart(); });
     micEngine_->setDidResetAudioGraph([output = output_.get()] { output->microphoneDidRestart(); });
     const auto& receiver = output_->receiver();
-    micEngine_->start([receiver, firstBuffers](const PcmBuffer& buffer, const AudioTime& when) {
+    watchdog_ = CaptureWatchdog::create(
+        systemOutputRouteQueue_, services_.clock,
+        [receiver](double hostSeconds) { receiver->bothStreamsQuietUntil(hostSeconds); }, log_);
+    micEngine_->setCaptureBeginsAnew([receiver] { receiver->resetMicrophonePathForRouteChange(); });
+    micEngine_->start([receiver, firstBuffers, watchdog = watchdog_](const PcmBuffer& buffer,
+                                                                     const AudioTime& when) {
         firstBuffers->microphoneArrived();
+        watchdog->microphoneArrived();
         receiver->handleMicrophone(buffer, when);
     });
-    systemTap_->run(tapIOQueue_, *systemTap_->tapAVFormat(), nullptr,
-                    [receiver, firstBuffers, weakTap = std::weak_ptr(systemTap_)](
-                        const PcmBuffer& buffer, const AudioTimeStamp& stamp) {
-                        firstBuffers->systemArrived();
-                        std::optional<double> hint;
-                        if (const auto tap = weakTap.lock())
-                            if (const auto format = tap->ioFormat()) hint = format->sampleRate();
-                        receiver->handleSystem(buffer, stamp, hint);
-                    });
+    systemAudio_.run([receiver, firstBuffers, watchdog = watchdog_](
+                         const PcmBuffer& buffer, const AudioTimeStamp& stamp,
+                         std::optional<double> rateHintHz) {
+        firstBuffers->systemArrived();
+        watchdog->systemArrived();
+        receiver->handleSystem(buffer, stamp, rateHintHz);
+    });
     firstBuffers->awaitBoth(services_.clock, firstBuffersTimeout);
     if (firstBuffers->hasMicrophoneArrived()) receiver->expectMicrophone();
     receiver->setCaptureStarted(true);
@@ -207,6 +208,51 @@ void AudioRecorder::startTranscription() {
         [feed](std::span<const float> samples, MediaTime time) { feed->feed(samples, time); });
 }
 
+void AudioRecorder::startFollowingDevices() {
+    // The recorder and its engine outlive the monitor's registration.
+    routeMonitor_ = OutputRouteMonitor::create(
+        {services_.hardware, systemOutputRouteQueue_, services_.clock},
+        {.holdOffMicrophone =
+             [this] {
+                 micEngine_->suppressDebouncedInputRestart(micRestartSuppression);
+                 micEngine_->cancelPendingDebouncedMicRestartSync();
+             },
+         .rebuildSystemTap = [this] { return rebuildSystemTap(); },
+         .checkMicrophone = [this] { micEngine_->restartIfDeviceChangedSync(); },
+         .tappedDevice = [this] { return systemAudio_.outputDevice(); }},
+        log_);
+    routeMonitor_->registerDefaultSystemOutputRouteMonitoringIfNeeded();
+    watchdog_->start();
+}
+
+void AudioRecorder::stopFollowingDevices() {
+    if (routeMonitor_) routeMonitor_->unregisterDefaultSystemOutputRouteMonitoring();
+    routeMonitor_.reset();
+    if (watchdog_) watchdog_->stop();
+    watchdog_.reset();
+}
+
+bool AudioRecorder::rebuildSystemTap() {
+    const auto receiver = output_->receiver();
+    if (!systemAudio_.rebuild([&] { receiver->resetSystemPathForRouteChange(); })) {
+        log_.line("system tap rebuild: tapAVFormat missing after prepare");
+        return false;
+    }
+    log_.line("system tap rebuilt for new default output device");
+    if (output_->reportsRouteCaptureRate()) logRouteCaptureRate();
+    return true;
+}
+
+void AudioRecorder::logRouteCaptureRate() const {
+    const double tapNominal = systemAudio_.tapFormat()->sampleRate();
+    const auto actual = systemAudio_.actualRateHz();
+    const double routeHz = RecordingSessionMixSampleRate::resolveRouteCaptureRateHz(
+        services_.hardware, systemAudio_.outputDevice(), tapNominal, actual);
+    log_.line("dual-track route capture rate=" + fixedText(routeHz, 1) +
+              " Hz (aggregate actual=" + (actual ? fixedText(*actual, 1) : "nil") +
+              " tap nominal=" + fixedText(tapNominal, 1) + " Hz)");
+}
+
 void AudioRecorder::stop() {
     if (!isRecording()) return;
     if (sttProvider_) {
@@ -214,6 +260,7 @@ void AudioRecorder::stop() {
         sttProvider_->stop();
         sttProvider_.reset();
     }
+    stopFollowingDevices();
     output_->captureWillStop();
     stopCapture();
     finishOutput();
@@ -237,11 +284,7 @@ void AudioRecorder::stopCapture() {
         micEngine_->stop();
         micEngine_.reset();
     }
-    if (systemTap_) {
-        systemTap_->stopAndTeardown();
-        systemTap_.reset();
-        tapIOQueue_->sync([] {});
-    }
+    systemAudio_.stop();
 }
 
 void AudioRecorder::failStart(const std::string& code, const std::string& message) {
@@ -255,6 +298,7 @@ void AudioRecorder::tearDownAfterFailedStart() {
     // Not kept for the next start: what made this one fail may have broken it too.
     if (prewarmedSTTProvider_) prewarmedSTTProvider_->stop();
     prewarmedSTTProvider_.reset();
+    stopFollowingDevices();
     stopCapture();
     if (const auto output = std::exchange(output_, nullptr)) output->abandon();
 }

@@ -11,10 +11,12 @@
 #include "Platform/StandardStreams.h"
 #include "Tapwell/Capture/CapturePermissions.h"
 #include "Tapwell/Capture/MicrophonePCMEngine.h"
-#include "Tapwell/Capture/SystemAudioTapSession.h"
 #include "Tapwell/Control/AudioRecorderProgressState.h"
+#include "Tapwell/Control/CaptureWatchdog.h"
 #include "Tapwell/Control/FirstBuffers.h"
+#include "Tapwell/Control/OutputRouteMonitor.h"
 #include "Tapwell/Control/RecordingOutput.h"
+#include "Tapwell/Control/SystemAudioCapture.h"
 #include "Tapwell/Diagnostics/Log.h"
 #include "Tapwell/Protocol/EventEmitter.h"
 #include "Tapwell/Transcription/SpeechRecognitionProvider.h"
@@ -48,6 +50,9 @@ public:
 
     /// How long a start waits for both devices to deliver before it goes on with one.
     static constexpr std::chrono::milliseconds firstBuffersTimeout{1500};
+    /// How long the microphone's own restart is held off by a rebuild of the system tap: when that
+    /// is scheduled, and again when it runs.
+    static constexpr std::chrono::milliseconds micRestartSuppression{1000};
 
     /// Pre-creates a speech provider where live transcription is switched on.
     explicit AudioRecorder(Services services);
@@ -61,19 +66,22 @@ public:
     /// Ends the recording, finishes its file and emits `finalized`. Does nothing when idle.
     void stop();
 
-    bool isRecording() const { return systemTap_ || micEngine_; }
+    bool isRecording() const { return micEngine_ != nullptr; }
     const CapturePermissions& permissions() const { return permissions_; }
 
 private:
     void prewarmSpeechProvider();
     enum class CaptureMode { singleFile, dualTrack, rtmps };
 
-    void prepareSystemTap();
     CaptureMode chooseCaptureMode() const;
     void chooseSessionMixRate(CaptureMode mode);
     std::unique_ptr<RecordingOutput> makeOutput(CaptureMode mode);
     void startCapture();
     void startTranscription();
+    void startFollowingDevices();
+    void stopFollowingDevices();
+    bool rebuildSystemTap();
+    void logRouteCaptureRate() const;
     void stopCapture();
     void finishOutput();
     void failStart(const std::string& code, const std::string& message);
@@ -85,13 +93,15 @@ private:
     const EventEmitter events_;
     const CapturePermissions permissions_;
 
-    std::shared_ptr<SystemAudioTapSession> systemTap_;
+    const std::shared_ptr<SerialQueue> systemOutputRouteQueue_;
+    SystemAudioCapture systemAudio_;  ///< of the route monitor while that is registered
     std::shared_ptr<MicrophonePCMEngine> micEngine_;
+    std::shared_ptr<OutputRouteMonitor> routeMonitor_;
+    std::shared_ptr<CaptureWatchdog> watchdog_;
     std::unique_ptr<RecordingOutput> output_;
     std::shared_ptr<SpeechRecognitionProvider> sttProvider_;
     std::shared_ptr<SpeechRecognitionProvider> prewarmedSTTProvider_;
     double sessionMixHz_ = 48000;
-    const std::shared_ptr<SerialQueue> tapIOQueue_;
     AudioRecorderProgressState progressState_;
     std::string outputPath_;
 };

@@ -35,6 +35,7 @@ public:
                     const MonoPcm16WavFileWriter::OnBytes& onBytes);
 
     const std::shared_ptr<CaptureReceiver>& receiver() const override { return receiver_; }
+    bool reportsRouteCaptureRate() const override { return true; }
     void microphoneWillRestart() override;
     void microphoneDidRestart() override;
     void captureWillStop() override { session_->setCaptureStarted(false); }

@@ -19,11 +19,14 @@ public:
 
     /// Whether there is live transcription in this mode.
     virtual bool isTranscribed() const { return true; }
+    /// Whether the log tells the rate of a route that is changed to.
+    virtual bool reportsRouteCaptureRate() const { return false; }
 
     /// The microphone's capture is about to be torn down for a restart, and runs again. On the
-    /// microphone engine's restart queue.
+    /// microphone engine's restart queue. In between, before the first buffer of the new capture,
+    /// the receiver's path is reset.
     virtual void microphoneWillRestart() {}
-    virtual void microphoneDidRestart() { receiver()->resetMicrophonePathForRouteChange(); }
+    virtual void microphoneDidRestart() {}
 
     /// A stop begins: both capture streams still run.
     virtual void captureWillStop() {}

@@ -23,7 +23,7 @@ SingleFileOutput::SingleFileOutput(const Services& services, const std::string& 
     if (RecorderDebugMixedWavSink::shouldRecordDebugWav(services.environment) &&
         layout == RecorderUploadLayout::monoMix)
         debugWavSink_ = std::make_shared<RecorderDebugMixedWavSink>(
-            besideOutput(outputPath, "upload_audio_debug.wav"),
+            services.files, besideOutput(outputPath, "upload_audio_debug.wav"),
             static_cast<std::uint32_t>(mixBusSampleRateHz), log_.withArea("debug-wav"));
     router_ = MixedPCMFeedRouter::create(
         {services.queues, services.clock, services.converters, services.streams}, trackSink_,

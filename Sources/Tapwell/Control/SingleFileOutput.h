@@ -17,6 +17,7 @@ class SingleFileOutput final : public RecordingOutput {
 public:
     struct Services {
         AssetWriterFactory& writers;
+        PrivateFileFactory& files;
         SampleRateConverterFactory& converters;
         QueueFactory& queues;
         Clock& clock;

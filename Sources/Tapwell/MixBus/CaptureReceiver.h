@@ -40,6 +40,10 @@ public:
     /// The device of that stream changed: its conversion starts afresh. Any thread.
     virtual void resetSystemPathForRouteChange() = 0;
     virtual void resetMicrophonePathForRouteChange() = 0;
+
+    /// Neither stream has delivered for a while, up to this moment, in seconds of host time. Any
+    /// thread.
+    virtual void bothStreamsQuietUntil(double /*hostSeconds*/) {}
 };
 
 }  // namespace tapwell

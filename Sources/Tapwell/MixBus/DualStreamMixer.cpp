@@ -80,6 +80,7 @@ void DualStreamMixer::padDrift() {
 
     const bool micLags = systemLead > 0;
     (micLags ? micQueue_ : sysQueue_).appendSilence(maxDriftSamples_);
+    (micLags ? micDriftPads_ : sysDriftPads_) += maxDriftSamples_;
     if (loggedDriftPad_) return;
     loggedDriftPad_ = true;
     log_.line(std::string(micLags ? "padded mic" : "padded system") +

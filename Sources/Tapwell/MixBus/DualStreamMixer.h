@@ -58,6 +58,11 @@ public:
     std::int32_t ptsTimescale() const { return ptsTimescale_; }
     std::int64_t queuedSystemSamples() const { return sysQueue_.count(); }
     std::int64_t queuedMicSamples() const { return micQueue_.count(); }
+    /// How far one stream may fall behind the other, in samples.
+    std::int64_t maxDriftSamples() const { return maxDriftSamples_; }
+    /// All the silence that a stream got because it had fallen behind, in samples.
+    std::int64_t systemDriftPads() const { return sysDriftPads_; }
+    std::int64_t micDriftPads() const { return micDriftPads_; }
 
     /// Samples of each stream in a full output frame.
     static constexpr std::int64_t emitFrameSize = 1024;
@@ -87,6 +92,8 @@ private:
     SampleFifo micQueue_;
     std::optional<MediaTime> firstSysPTS_;
     std::optional<MediaTime> firstMicPTS_;
+    std::int64_t sysDriftPads_ = 0;
+    std::int64_t micDriftPads_ = 0;
     bool timelineAligned_ = false;
     bool hasAnyMicSample_ = false;
     bool loggedInitialSkew_ = false;

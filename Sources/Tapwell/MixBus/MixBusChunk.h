@@ -10,6 +10,8 @@ namespace tapwell {
 struct MixBusChunk {
     std::vector<float> samples;
     MediaTime presentationTime;
+    /// The first after an interruption of the stream, whose length its time tells.
+    bool beginsAnew = false;
 };
 
 }  // namespace tapwell

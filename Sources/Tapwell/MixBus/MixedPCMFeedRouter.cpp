@@ -62,6 +62,7 @@ MixedPCMFeedRouter::MixedPCMFeedRouter(const Services& services, Sinks sinks,
       systemClock_(services.clock),
       sinks_(std::move(sinks)),
       mixer_(makeMixer(uploadLayout, mixBusSampleRateHz, services.streams)),
+      continuity_(*mixer_, mixBusSampleRateHz, log_),
       sampleBuilder_(makeBuilder(uploadLayout, mixBusSampleRateHz)),
       mixQueue_(services.queues.makeSerialQueue("Tapwell.MixedPCMFeedRouter.Mix",
                                                 QualityOfService::userInitiated)) {}
@@ -79,8 +80,15 @@ void MixedPCMFeedRouter::handleSystem(const PcmBuffer& buffer, const AudioTimeSt
         const std::lock_guard hold(statsLock_);
         ++systemCallbacksTotal_;
     }
-    if (systemPathResetPending_.exchange(false))
-        systemConverter_.resetConversionStateForRouteChange();
+    const bool isAfterLoss = systemFrames_.isAfterLoss(
+        stamp.hasSampleTime() ? std::optional(stamp.sampleTime) : std::nullopt,
+        buffer.frameLength());
+    const bool isOtherDevice = systemPathResetPending_.exchange(false);
+    if (isOtherDevice) systemClock_.reset();
+    if (isOtherDevice || isAfterLoss) {
+        endStream(Source::system, systemConverter_);
+        systemIsInterrupted_ = true;
+    }
     systemClock_.update(stamp);
     const MediaTime time =
         systemPresentationTime(buffer, stamp, systemClock_.hz(), aggregateRateHintHz);
@@ -91,7 +99,9 @@ void MixedPCMFeedRouter::handleSystem(const PcmBuffer& buffer, const AudioTimeSt
     } catch (const std::exception&) {
         return;
     }
-    if (!chunk.samples.empty()) handToMixQueue(Source::system, std::move(chunk));
+    if (chunk.samples.empty()) return;
+    chunk.beginsAnew = std::exchange(systemIsInterrupted_, false);
+    handToMixQueue(Source::system, std::move(chunk));
 }
 
 MediaTime MixedPCMFeedRouter::systemPresentationTime(
@@ -119,7 +129,14 @@ void MixedPCMFeedRouter::handleMicrophone(const PcmBuffer& buffer, const AudioTi
         ++micCallbacksInvalid_;
         return;
     }
-    if (micPathResetPending_.exchange(false)) micConverter_.resetConversionStateForRouteChange();
+    const bool isAfterLoss = micFrames_.isAfterLoss(
+        when.isSampleTimeValid ? std::optional(when.sampleTime) : std::nullopt,
+        buffer.frameLength());
+    const bool isOtherDevice = micPathResetPending_.exchange(false);
+    if (isOtherDevice || isAfterLoss) {
+        endStream(Source::microphone, micConverter_);
+        micIsInterrupted_ = true;
+    }
     const MediaTime time = RecorderTime::cm(when, cmPreferredTimescale_, clock_);
     MixBusChunk chunk;
     try {
@@ -133,7 +150,14 @@ void MixedPCMFeedRouter::handleMicrophone(const PcmBuffer& buffer, const AudioTi
             logMicConvertFailureOnce("mic convert produced 0 float samples");
         return;
     }
+    chunk.beginsAnew = std::exchange(micIsInterrupted_, false);
     handToMixQueue(Source::microphone, std::move(chunk));
+}
+
+/// The stream is interrupted here: what its filter holds was captured before.
+void MixedPCMFeedRouter::endStream(Source source, PCMToMixBusConverter& converter) {
+    MixBusChunk tail = converter.finish();
+    if (!tail.samples.empty()) handToMixQueue(source, std::move(tail));
 }
 
 /// The number of this callback, or nothing when capture has not started.
@@ -163,15 +187,8 @@ void MixedPCMFeedRouter::handToMixQueue(Source source, MixBusChunk chunk) {
 
 void MixedPCMFeedRouter::pushAndDrain(Source source, const MixBusChunk& chunk) {
     if (holdBack(source, chunk)) return;
-    push(source, chunk);
+    continuity_.push(source, chunk, emitter());
     mixer_->drain(emitter());
-}
-
-void MixedPCMFeedRouter::push(Source source, const MixBusChunk& chunk) {
-    if (source == Source::system)
-        mixer_->pushSystem(chunk.presentationTime, chunk.samples);
-    else
-        mixer_->pushMicrophone(chunk.presentationTime, chunk.samples);
 }
 
 /// True when the chunk was kept for later. Ends the wait with the microphone's first samples (which
@@ -188,7 +205,7 @@ bool MixedPCMFeedRouter::holdBack(Source source, const MixBusChunk& chunk) {
         return true;
     }
     if (chunk.samples.empty()) return false;
-    push(source, chunk);
+    continuity_.push(source, chunk, emitter());
     releaseHeldBack();
     mixer_->drain(emitter());
     return true;
@@ -197,7 +214,7 @@ bool MixedPCMFeedRouter::holdBack(Source source, const MixBusChunk& chunk) {
 void MixedPCMFeedRouter::releaseHeldBack() {
     awaitsMicrophone_ = false;
     for (const MixBusChunk& held : std::exchange(heldBack_, {}))
-        push(Source::system, held);
+        continuity_.push(Source::system, held, emitter());
 }
 
 DualStreamMixer::EmitFrame MixedPCMFeedRouter::emitter() {
@@ -223,6 +240,14 @@ SampleBuffer MixedPCMFeedRouter::buildSampleBuffer(MediaTime presentationTime,
     return std::visit(
         [&](auto& builder) { return builder.makeSampleBuffer(frame, presentationTime); },
         sampleBuilder_);
+}
+
+void MixedPCMFeedRouter::bothStreamsQuietUntil(double hostSeconds) {
+    mixQueue_->async([weak = weak_from_this(), hostSeconds] {
+        const auto self = weak.lock();
+        if (!self || self->awaitsMicrophone_) return;
+        self->continuity_.fillUpTo(hostSeconds, self->emitter());
+    });
 }
 
 void MixedPCMFeedRouter::flushMixedTail() {

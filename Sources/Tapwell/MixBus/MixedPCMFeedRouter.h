@@ -8,6 +8,8 @@
 #include "Tapwell/MixBus/CaptureReceiver.h"
 #include "Tapwell/MixBus/DualStreamMixer.h"
 #include "Tapwell/MixBus/PCMToMixBusConverter.h"
+#include "Tapwell/MixBus/SampleTimeCheck.h"
+#include "Tapwell/MixBus/StreamContinuity.h"
 #include "Tapwell/MixBus/SystemClockEstimate.h"
 #include "Tapwell/Outputs/MixedPCMSampleBuilder.h"
 #include "Tapwell/Outputs/RecorderDebugMixedWavSink.h"
@@ -72,11 +74,14 @@ public:
     /// sink before this returns. Both capture queues must have come to rest.
     void flushMixedTail();
 
+    /// The recording goes on with silence.
+    void bothStreamsQuietUntil(double hostSeconds) override;
+
     /// Writes the counters to the log.
     void logDiagnosticsAfterStopCapture();
 
 private:
-    enum class Source { system, microphone };
+    using Source = CaptureStream;
 
     /// Where frames go; those that there are.
     struct Sinks {
@@ -93,10 +98,10 @@ private:
                                      std::optional<double> aggregateRateHintHz) const;
     std::optional<std::int64_t> countMicrophoneCallback();
     void logMicConvertFailureOnce(const std::string& message);
+    void endStream(Source source, PCMToMixBusConverter& converter);
     void handToMixQueue(Source source, MixBusChunk chunk);
     void pushAndDrain(Source source, const MixBusChunk& chunk);
     bool holdBack(Source source, const MixBusChunk& chunk);
-    void push(Source source, const MixBusChunk& chunk);
     void releaseHeldBack();
     DualStreamMixer::EmitFrame emitter();
     void emitFrame(MediaTime presentationTime, const std::vector<float>& frame);
@@ -110,6 +115,10 @@ private:
     PCMToMixBusConverter systemConverter_;  ///< of the tap's queue
     PCMToMixBusConverter micConverter_;     ///< of the microphone's queue
     SystemClockEstimate systemClock_;
+    SampleTimeCheck systemFrames_;      ///< of the tap's queue
+    SampleTimeCheck micFrames_;         ///< of the microphone's queue
+    bool systemIsInterrupted_ = false;  ///< of the tap's queue
+    bool micIsInterrupted_ = false;     ///< of the microphone's queue
     const Sinks sinks_;
     std::atomic<bool> captureStarted_{false};
     std::atomic<bool> systemPathResetPending_{false};
@@ -118,6 +127,7 @@ private:
     // Of the mix queue alone.
     SttCallback sttCallback_;
     const std::unique_ptr<DualStreamMixer> mixer_;
+    StreamContinuity continuity_;
     bool awaitsMicrophone_ = false;
     std::vector<MixBusChunk> heldBack_;  ///< system audio that waits for the microphone
     std::size_t heldBackSamples_ = 0;

@@ -34,6 +34,13 @@ void SystemClockEstimate::update(const AudioTimeStamp& stamp) {
     lastSysHostSecondsForClock_ = hostSeconds;
 }
 
+void SystemClockEstimate::reset() {
+    const std::lock_guard hold(lock_);
+    lastSysSampleForClock_.reset();
+    lastSysHostSecondsForClock_.reset();
+    emaSystemSemanticClockHz_.reset();
+}
+
 std::optional<double> SystemClockEstimate::hz() const {
     const std::lock_guard hold(lock_);
     return emaSystemSemanticClockHz_;

@@ -18,6 +18,9 @@ public:
     /// lies too close to the last one only moves the reference.
     void update(const AudioTimeStamp& stamp);
 
+    /// Another device has taken over: what was measured does not count.
+    void reset();
+
     /// The estimate; absent until two stamps were far enough apart.
     std::optional<double> hz() const;
 

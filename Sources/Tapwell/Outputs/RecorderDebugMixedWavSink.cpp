@@ -5,49 +5,53 @@
 #include "Tapwell/Outputs/Pcm16.h"
 #include "Tapwell/Outputs/WavHeader.h"
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
+#include <new>
 
 namespace tapwell {
-namespace {
-
-const char* characters(std::span<const std::byte> bytes) {
-    return reinterpret_cast<const char*>(bytes.data());
-}
-
-}  // namespace
 
 bool RecorderDebugMixedWavSink::shouldRecordDebugWav(const Environment& environment) {
     return isSwitchedOn(environment, "TL_RECORDER_DEBUG_WAV");
 }
 
-RecorderDebugMixedWavSink::RecorderDebugMixedWavSink(std::string path, std::uint32_t sampleRate,
-                                                     Log log)
-    : path_(std::move(path)), sampleRate_(sampleRate), log_(std::move(log)) {}
+RecorderDebugMixedWavSink::RecorderDebugMixedWavSink(PrivateFileFactory& files, std::string path,
+                                                     std::uint32_t sampleRate, Log log,
+                                                     std::size_t maximumBytes)
+    : files_(files),
+      path_(std::move(path)),
+      sampleRate_(sampleRate),
+      log_(std::move(log)),
+      maximumBytes_(maximumBytes) {}
 
 void RecorderDebugMixedWavSink::appendMonoFloatSamples(std::span<const float> samples) {
     const std::vector<std::byte> bytes = Pcm16::littleEndianBytes(samples);
     const std::lock_guard hold(lock_);
-    pcmData_.insert(pcmData_.end(), bytes.begin(), bytes.end());
+    if (isFull_ || keep(bytes)) return;
+    isFull_ = true;
+    log_.line("debug WAV is full after " + std::to_string(pcmData_.size()) +
+              " bytes of samples; it ends there, the recording goes on");
+}
+
+/// Under lock_. False when there is no room for them.
+bool RecorderDebugMixedWavSink::keep(const std::vector<std::byte>& bytes) {
+    if (bytes.size() > maximumBytes_ - pcmData_.size()) return false;
+    try {
+        pcmData_.insert(pcmData_.end(), bytes.begin(), bytes.end());
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
 }
 
 void RecorderDebugMixedWavSink::finalizeSync() {
     const std::lock_guard hold(lock_);
     const auto header =
         monoPcm16WavHeader(sampleRate_, static_cast<std::uint32_t>(pcmData_.size()));
-    std::ofstream file(path_, std::ios::binary | std::ios::trunc);
-    // Before there is anything in it to read.
     std::error_code ignored;
-    std::filesystem::permissions(
-        path_, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write, ignored);
-    file.write(characters(header), static_cast<std::streamsize>(header.size()));
-    file.write(characters(pcmData_), static_cast<std::streamsize>(pcmData_.size()));
-    file.close();
-    if (!file)
-        throw RecorderError("POSIX", errno,
-                            "Cannot write debug WAV \"" + path_ + "\": " + std::strerror(errno));
+    std::filesystem::remove(path_, ignored);
+    const auto file = files_.createFile(path_);
+    file->append(header);
+    file->append(pcmData_);
     log_.line("wrote mixed mono PCM16 sr=" + std::to_string(sampleRate_) + " path=" + path_ +
               " bytes=" + std::to_string(header.size() + pcmData_.size()));
 }

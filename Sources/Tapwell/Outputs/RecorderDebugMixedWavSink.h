@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Environment.h"
+#include "Platform/PrivateFile.h"
 #include "Tapwell/Diagnostics/Log.h"
 
 #include <cstddef>
@@ -19,8 +20,13 @@ public:
     /// Whether the user wants one, by `TL_RECORDER_DEBUG_WAV`.
     static bool shouldRecordDebugWav(const Environment& environment);
 
-    /// `sampleRate` in Hz. `log` is for the area "debug-wav".
-    RecorderDebugMixedWavSink(std::string path, std::uint32_t sampleRate, Log log);
+    /// All that a WAV file can hold, in whole samples.
+    static constexpr std::size_t kMaximumBytes = 0xFFFFFFFF - 36 - 1;
+
+    /// `sampleRate` in Hz. `log` is for the area "debug-wav". What is beyond `maximumBytes` is not
+    /// kept, nor what there is no memory for.
+    RecorderDebugMixedWavSink(PrivateFileFactory& files, std::string path, std::uint32_t sampleRate,
+                              Log log, std::size_t maximumBytes = kMaximumBytes);
 
     void appendMonoFloatSamples(std::span<const float> samples);
 
@@ -29,11 +35,16 @@ public:
     void finalizeSync();
 
 private:
+    bool keep(const std::vector<std::byte>& bytes);
+
+    PrivateFileFactory& files_;
     const std::string path_;
     const std::uint32_t sampleRate_;
     const Log log_;
+    const std::size_t maximumBytes_;
     std::mutex lock_;
     std::vector<std::byte> pcmData_;  ///< guarded by lock_
+    bool isFull_ = false;             ///< guarded by lock_
 };
 
 }  // namespace tapwell

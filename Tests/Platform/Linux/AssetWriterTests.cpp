@@ -39,7 +39,8 @@ protected:
 
     TemporaryDirectory scratch_;
     std::string path_ = scratch_.file("a.m4a");
-    FfmpegAssetWriterFactory factory_;
+    ManualClock clock_;
+    FfmpegAssetWriterFactory factory_{clock_};
 };
 
 TEST_F(AssetWriterTest, CreatesAFileForItsOwnerOnly) {

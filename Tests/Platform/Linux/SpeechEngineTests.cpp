@@ -1,7 +1,9 @@
 #include "Platform/Linux/LinuxSpeechEngines.h"
+#include "Platform/Linux/WhisperSegmentRecognizer.h"
 #include "Platform/MonoPcm.h"
 #include "Platform/RecorderError.h"
 #include "Platform/Simulated/SimulatedEnvironment.h"
+#include "Support/ChildProcess.h"
 #include "Support/SpokenText.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -12,6 +14,7 @@
 #include <cmath>
 #include <condition_variable>
 #include <fstream>
+#include <iterator>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -281,6 +284,76 @@ TEST_F(LinuxSpeech, AUsersModelThatCannotBeUsedIsReportedAndReplaced) {
     }
 }
 
+/// With a model that is sound and understands nothing.
+struct UsersModel : LinuxSpeech {
+    std::filesystem::path file = folder / "tapwell" / "models" / "ggml-test.en.bin";
+
+    void SetUp() override {
+        if (!WhisperSegmentRecognizer::isBuiltIn()) GTEST_SKIP() << "built without whisper.cpp";
+        const auto output =
+            test::ChildProcess::run({TAPWELL_SCRIPTS "/make-test-speech-model", file.string()});
+        ASSERT_EQ(output.ending.exitStatus, 0) << output.standardError;
+    }
+    std::string content() const {
+        std::ifstream stream(file, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+};
+
+TEST_F(UsersModel, ItIsLoadedAndDecodesEverySegment) {
+    const test::SpokenSentences sentences(16000);
+    const auto analyzer = startAnalyzer();
+    EXPECT_EQ(listener.awaitEnd(), std::nullopt);
+    EXPECT_THAT(listener.logLines(),
+                testing::ElementsAre("speech model " + file.string() + " loaded"));
+    feed(*analyzer->input(), sentences.samples);
+    finish(*analyzer);
+    int finals = 0;
+    for (const SpeechResult& result : listener.results())
+        finals += result.isFinal ? 1 : 0;
+    EXPECT_EQ(finals, 3) << "a pause lies between the sentences";
+}
+
+TEST_F(UsersModel, StoppingInterruptsIt) {
+    const test::SpokenSentences sentences(16000);
+    auto analyzer = startAnalyzer();
+    listener.awaitEnd();
+    feed(*analyzer->input(), sentences.samples);
+    std::this_thread::sleep_for(100ms);
+    const auto begin = Time::now();
+    analyzer.reset();
+    engines.reset();
+    EXPECT_LT(Time::now() - begin, 1s);
+}
+
+TEST_F(UsersModel, WhatIsDamagedIsReportedAndReplaced) {
+    const std::string sound = content();
+    std::string wrongMagic = sound;
+    wrongMagic[0] = 'x';
+    std::vector<std::string> damaged{wrongMagic, ""};
+    for (const std::size_t size : {3U, 4U, 20U, 48U, 1000U, 70000U, 500000U, 2000000U})
+        damaged.push_back(sound.substr(0, size));
+    damaged.push_back(sound.substr(0, sound.size() - 1));
+    for (const std::string& bytes : damaged) {
+        std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
+        const std::size_t before = listener.logLines().size();
+        const auto analyzer = startAnalyzer();
+        EXPECT_EQ(listener.awaitEnd(), std::nullopt);
+        ASSERT_EQ(listener.logLines().size(), before + 1) << bytes.size();
+        EXPECT_THAT(listener.logLines().back(), HasSubstr(file.string() + ": it is no ggml model"))
+            << bytes.size();
+    }
+}
+
+TEST_F(UsersModel, AModelOfEnglishAloneIsNoneForOtherLanguages) {
+    std::filesystem::rename(file, folder / "tapwell" / "models" / "ggml-test.bin");
+    const auto analyzer = startAnalyzer("de_DE");
+    EXPECT_EQ(listener.awaitEnd(), "there is no speech model for de_DE");
+    ASSERT_EQ(listener.logLines().size(), 1U);
+    EXPECT_THAT(listener.logLines()[0],
+                HasSubstr("ggml-test.bin knows English alone; nothing takes its place"));
+}
+
 TEST_F(LinuxSpeech, UsersModelsAreChosenByNameAndLanguage) {
     const auto models = SpeechModels::installed(environment);
     const auto place = folder / "tapwell" / "models";
@@ -295,7 +368,7 @@ TEST_F(LinuxSpeech, UsersModelsAreChosenByNameAndLanguage) {
     EXPECT_EQ(models.findGgml("de"), place / "ggml-small.bin");
     std::filesystem::remove(place / "ggml-small.bin");
     EXPECT_EQ(models.findGgml("de"), std::nullopt) << "a model of English alone";
-    EXPECT_EQ(models.knows("de_DE"), false);
+    EXPECT_FALSE(models.knows("de_DE"));
 }
 
 }  // namespace

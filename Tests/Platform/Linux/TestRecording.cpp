@@ -45,11 +45,17 @@ std::vector<float> noise(double amplitude, std::size_t sampleCount) {
 }
 
 TestRecording::TestRecording(const std::string& path, const AudioOutputSettings& settings)
+    : TestRecording(path, settings, Producer{}) {}
+
+TestRecording::TestRecording(const std::string& path, const AudioOutputSettings& settings,
+                             const Producer& producer)
     : settings_(settings),
+      producer_(producer),
       format_(
           floatFormat(settings.sampleRate, static_cast<std::uint32_t>(settings.numberOfChannels))),
-      writer_(FfmpegAssetWriterFactory().makeWriter(path)),
+      writer_(FfmpegAssetWriterFactory(clock_, producer.encoderCount).makeWriter(path)),
       input_(writer_->makeInput(settings, format_)) {
+    input_->setExpectsMediaDataInRealTime(producer.expectsRealTime);
     EXPECT_TRUE(writer_->canAdd(*input_));
     writer_->add(input_);
     EXPECT_TRUE(writer_->startWriting());
@@ -69,6 +75,7 @@ bool TestRecording::appendBuffer(std::span<const float> samples) {
         MediaTime::make(987654, 48000) + MediaTime::make(frameCount_, rate)};
     EXPECT_EQ(SampleBuffer::create(block, format_, frames, timing, buffer), noErr);
     frameCount_ += frames;
+    clock_.advance(static_cast<double>(frames) / settings_.sampleRate / producer_.timesRealTime);
     return input_->append(*buffer);
 }
 
@@ -92,7 +99,12 @@ void TestRecording::finish() {
 
 void TestRecording::record(const std::string& path, const AudioOutputSettings& settings,
                            std::span<const float> samples) {
-    TestRecording recording(path, settings);
+    record(path, settings, samples, Producer{});
+}
+
+void TestRecording::record(const std::string& path, const AudioOutputSettings& settings,
+                           std::span<const float> samples, const Producer& producer) {
+    TestRecording recording(path, settings, producer);
     EXPECT_TRUE(recording.append(samples));
     recording.finish();
     EXPECT_EQ(recording.writer().status(), AssetWriter::Status::completed);

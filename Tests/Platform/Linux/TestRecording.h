@@ -1,9 +1,11 @@
 #pragma once
 
+#include "ManualClock.h"
 #include "Platform/AssetWriter.h"
 #include "Platform/AudioOutputSettings.h"
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <span>
 #include <string>
@@ -25,12 +27,23 @@ std::vector<float> sine(double frequencyHz, double sampleRate, double amplitude,
 /// Steady noise in [-amplitude, amplitude], the same every time.
 std::vector<float> noise(double amplitude, std::size_t sampleCount);
 
-/// Drives a writer the way a track does.
+/// Drives a writer the way a track does. The writer's clock passes with what is appended.
 class TestRecording {
 public:
+    struct Producer {
+        double timesRealTime = 1;  ///< of the clock; infinite: the clock stands still
+        unsigned encoderCount = 2;
+        bool expectsRealTime = false;
+    };
+    static constexpr double kAtOnce = std::numeric_limits<double>::infinity();
+
     /// Begins a recording; a step that fails fails the test.
     TestRecording(const std::string& path, const AudioOutputSettings& settings);
+    TestRecording(const std::string& path, const AudioOutputSettings& settings,
+                  const Producer& producer);
 
+    ManualClock& clock() { return clock_; }
+    void setTimesRealTime(double timesRealTime) { producer_.timesRealTime = timesRealTime; }
     AssetWriter& writer() { return *writer_; }
     AssetWriterInput& input() { return *input_; }
 
@@ -46,9 +59,13 @@ public:
     /// Records `samples` to a finished file; anything but success fails the test.
     static void record(const std::string& path, const AudioOutputSettings& settings,
                        std::span<const float> samples);
+    static void record(const std::string& path, const AudioOutputSettings& settings,
+                       std::span<const float> samples, const Producer& producer);
 
 private:
     AudioOutputSettings settings_;
+    Producer producer_;
+    ManualClock clock_;
     std::shared_ptr<const AudioFormatDescription> format_;
     std::unique_ptr<AssetWriter> writer_;
     std::shared_ptr<AssetWriterInput> input_;

@@ -86,7 +86,8 @@ TEST(WriteFailure, FailsToStartOnAFullDisk) {
     const TemporaryDirectory scratch;
     const std::string path = scratch.file("a.m4a");
     {
-        const auto writer = FfmpegAssetWriterFactory().makeWriter(path);
+        const ManualClock clock;
+        const auto writer = FfmpegAssetWriterFactory(clock).makeWriter(path);
         writer->add(writer->makeInput(kMono, nullptr));
         const FaultyWrites faults({FaultyWrites::Call{.errorNumber = ENOSPC}});
         EXPECT_FALSE(writer->startWriting());
@@ -112,6 +113,7 @@ TEST(WriteFailure, KeepsTheFragmentsWhenTheFinishedFileDoesNotFit) {
     ASSERT_TRUE(recording.writer().error());
     EXPECT_EQ(recording.writer().error()->description(),
               "Cannot finish recording file \"" + path + "\": No space left on device");
+    recording.destroyWriter();
     EXPECT_THAT(scratch.names(), ::testing::ElementsAre("a.m4a"));
     EXPECT_FALSE(readMp4File(path).all("moof").empty());
     EXPECT_EQ(decodeAudioFile(path).frameCount(), (kFrames + 1023) / 1024 * 1024);

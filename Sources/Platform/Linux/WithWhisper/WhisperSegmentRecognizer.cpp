@@ -1,10 +1,12 @@
 #include "Platform/Linux/WhisperSegmentRecognizer.h"
 
+#include "Platform/Linux/WithWhisper/GgmlFile.h"
 #include "Platform/RecorderError.h"
 
 #include <whisper.h>
 
 #include <algorithm>
+#include <exception>
 #include <vector>
 
 namespace tapwell {
@@ -38,10 +40,14 @@ public:
         // Shorter audio is refused.
         audio.resize(std::max(audio.size(), static_cast<std::size_t>(kSampleRate)));
         const whisper_full_params parameters = makeParameters(audio.size(), cancelled);
-        if (whisper_full(context_.get(), parameters, audio.data(),
-                         static_cast<int>(audio.size())) != 0)
-            return "";
-        return text();
+        try {
+            if (whisper_full(context_.get(), parameters, audio.data(),
+                             static_cast<int>(audio.size())) == 0)
+                return text();
+        } catch (const std::exception&) {
+            // The library's interface is C, but a model that lacks a word throws through it.
+        }
+        return "";
     }
 
 private:
@@ -104,7 +110,9 @@ std::unique_ptr<SegmentRecognizer> WhisperSegmentRecognizer::load(
     whisper_log_set([](ggml_log_level, const char*, void*) {}, nullptr);
     whisper_context_params parameters = whisper_context_default_params();
     parameters.use_gpu = false;
-    Context context(whisper_init_from_file_with_params(model.c_str(), parameters));
+    Context context(GgmlFile::isComplete(model)
+                        ? whisper_init_from_file_with_params(model.c_str(), parameters)
+                        : nullptr);
     if (!context)
         throw RecorderError("Whisper", 2,
                             "cannot load the speech model " + model.string() +

@@ -1,0 +1,558 @@
+#include "Support/SimulatedMeeting.h"
+#include "Tapwell/Control/AudioRecorder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace tapwell {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+using testing::HasSubstr;
+
+constexpr double rate = 48000;
+constexpr auto tick = 1ns;
+/// On either side of silence: a filter rings there.
+constexpr std::size_t edgeSamples = 400;
+
+/// A sound whose every value tells when it was made, for twenty seconds. Positive on a meeting's
+/// first devices and negative on those it changes to.
+float timeCode(double seconds) {
+    return static_cast<float>(0.05 + seconds / 25);
+}
+double timeOf(float value) {
+    return (std::abs(value) - 0.05) * 25;
+}
+/// One side of a recording, judged sample by sample.
+struct Side {
+    std::vector<float> samples;
+    std::size_t silent = 0;     ///< samples
+    double worst = 0;           ///< distance in samples from where a sample belongs
+    std::size_t fromFirst = 0;  ///< samples of the first device
+    std::size_t fromNext = 0;   ///< samples of the devices changed to
+
+    /// `begin`: the time of the first sample.
+    void judge(double begin) {
+        silent = static_cast<std::size_t>(std::count(samples.begin(), samples.end(), 0.0F));
+        for (std::size_t i = edgeSamples; i + edgeSamples < samples.size(); ++i) {
+            const bool isAtEdge = samples[i - edgeSamples] * samples[i] <= 0 ||
+                                  samples[i + edgeSamples] * samples[i] <= 0;
+            if (isAtEdge) continue;
+            const double place = (timeOf(samples[i]) - begin) * rate;
+            worst = std::max(worst, std::abs(place - static_cast<double>(i)));
+            ++(samples[i] > 0 ? fromFirst : fromNext);
+        }
+    }
+};
+
+struct DeviceChange : testing::Test {
+    std::unique_ptr<test::SimulatedMeeting> meeting;
+    std::unique_ptr<AudioRecorder> recorder;
+    AudioObjectID headphones = 0;
+    AudioObjectID headsetMicrophone = 0;
+    Side system;
+    Side microphone;
+    /// What the recorder makes of the microphone's level.
+    float microphoneGain = 6;
+
+    DeviceChange() { prepare(); }
+
+    void prepare() {
+        recorder.reset();
+        meeting = std::make_unique<test::SimulatedMeeting>();
+        system = {};
+        microphone = {};
+        meeting->speakerDevice().signal = timeCode;
+        meeting->microphoneDevice().signal = [gain = microphoneGain](double t) {
+            return timeCode(t) / gain;
+        };
+        meeting->host.simulatedEnvironment.variables["TL_MACOS_UPLOAD_STEREO_LR"] = "1";
+        SimulatedDevice output;
+        output.uid = "headphones";
+        output.format = *AudioFormat::make(CommonFormat::pcmFloat32, 16000, 1, true);
+        output.framesPerCycle = 320;
+        output.startLatency = 80ms;
+        output.signal = [](double t) { return -timeCode(t); };
+        headphones = hardware().addDevice(output);
+        SimulatedDevice input;
+        input.uid = "headset microphone";
+        input.isInput = true;
+        input.format = *AudioFormat::make(CommonFormat::pcmFloat32, 44100, 1, false);
+        input.framesPerCycle = 441;
+        input.startLatency = 60ms;
+        input.signal = [gain = microphoneGain](double t) { return -timeCode(t) / gain; };
+        headsetMicrophone = hardware().addDevice(input);
+    }
+    SimulatedAudioHardware& hardware() { return meeting->host.hardware; }
+    void start() {
+        auto& host = meeting->host;
+        recorder = std::make_unique<AudioRecorder>(AudioRecorder::Services{
+            host.hardware, meeting->converters, host.writers, host.simulatedFiles,
+            host.simulatedQueues, host.simulatedClock, host.simulatedAuthorization,
+            host.simulatedEnvironment, host.simulatedStreams, nullptr});
+        recorder->start(meeting->path);
+    }
+    void pass(std::chrono::nanoseconds length) { meeting->host.time.advance(length); }
+    void passGrace() { pass(OutputRouteMonitor::startUpGrace); }
+
+    int rebuilds() { return meeting->logged("system tap rebuilt for new default output device"); }
+    int microphoneRestarts() { return meeting->logged("started halIn=") - 1; }
+
+    /// Stops, and takes the recording apart into its sides.
+    void finish() {
+        EXPECT_TRUE(recorder->isRecording());
+        recorder->stop();
+        EXPECT_THAT(meeting->events().back(), HasSubstr("finalized"));
+        EXPECT_EQ(meeting->logged("for drift"), 0) << "the mixer had nothing to pad";
+        const std::vector<float>& both = meeting->recorded();
+        for (std::size_t i = 0; i + 1 < both.size(); i += 2) {
+            microphone.samples.push_back(both[i]);
+            system.samples.push_back(both[i + 1]);
+        }
+        ASSERT_GT(system.samples.size(), 5000U);
+        const double begin = timeOf(system.samples[1000]) - 1000 / rate;
+        system.judge(begin);
+        microphone.judge(begin);
+    }
+    /// Every sample of both sides is where the moment of its capture belongs.
+    void expectEverythingInPlace(const std::string& what = "", double toleranceSamples = 1) {
+        EXPECT_LT(system.worst, toleranceSamples) << what;
+        EXPECT_LT(microphone.worst, toleranceSamples) << what;
+    }
+};
+
+/// The same in two files of 16 bits, whose steps tell the time within 40 samples.
+struct DualTrackDeviceChange : DeviceChange {
+    static constexpr double toleranceSamples = 45;
+
+    DualTrackDeviceChange() {
+        microphoneGain = 1;
+        prepare();
+        meeting->host.simulatedEnvironment.variables["TL_MACOS_DUAL_TRACK_RECORDING"] = "1";
+    }
+};
+
+TEST_F(DeviceChange, TheCodeTellsWhereSamplesBelong) {
+    start();
+    pass(3s);
+    finish();
+    expectEverythingInPlace();
+    EXPECT_EQ(system.silent, 0U);
+    EXPECT_GT(system.fromFirst, 130000U);
+}
+
+TEST_F(DeviceChange, TheOutputIsFollowed) {
+    start();
+    passGrace();
+    hardware().setDefaultOutput(headphones);
+    pass(4s);
+    EXPECT_EQ(rebuilds(), 1);
+    EXPECT_EQ(microphoneRestarts(), 0);
+    EXPECT_EQ(hardware().liveTaps(), 1U);
+    EXPECT_EQ(hardware().liveAggregates(), 1U);
+    finish();
+    expectEverythingInPlace();
+    EXPECT_GT(system.fromNext, 160000U);
+    EXPECT_EQ(microphone.silent, 0U);
+    // The new device takes 80 ms to start, and the old one's last cycle was not whole.
+    EXPECT_GE(system.silent, 3840U - edgeSamples);
+    EXPECT_LE(system.silent, 3840U + 480U);
+    EXPECT_NEAR(static_cast<double>(system.samples.size()), 6.51 * rate, 0.03 * rate);
+}
+
+TEST_F(DeviceChange, TheInputIsFollowed) {
+    start();
+    passGrace();
+    hardware().setDefaultInput(headsetMicrophone);
+    pass(4s);
+    EXPECT_EQ(rebuilds(), 0);
+    EXPECT_EQ(microphoneRestarts(), 1);
+    finish();
+    expectEverythingInPlace();
+    EXPECT_GT(microphone.fromNext, 150000U);
+    EXPECT_EQ(system.silent, 0U);
+    EXPECT_GE(microphone.silent, 2880U - edgeSamples);
+    EXPECT_LE(microphone.silent, 2880U + 480U);
+}
+
+TEST_F(DeviceChange, AMicrophoneThatIsAwayForSecondsLeavesAGapAsLong) {
+    start();
+    passGrace();
+    hardware().removeDevice(meeting->microphone);
+    hardware().setDefaultInput(std::nullopt);
+    pass(3s);
+    EXPECT_EQ(meeting->logged("no audio from the microphone for"), 1);
+    hardware().setDefaultInput(headsetMicrophone);
+    pass(3s);
+    EXPECT_EQ(meeting->logged("audio from the microphone is back after"), 1);
+    finish();
+    expectEverythingInPlace();
+    EXPECT_EQ(system.silent, 0U);
+    EXPECT_NEAR(static_cast<double>(microphone.silent), 3.61 * rate, 0.02 * rate);
+    EXPECT_GT(microphone.fromNext, 100000U);
+}
+
+TEST_F(DeviceChange, AnOutputThatIsAwayForSecondsLeavesAGapAsLong) {
+    start();
+    passGrace();
+    hardware().removeDevice(meeting->speaker);
+    hardware().setDefaultOutput(std::nullopt);
+    pass(3s);
+    EXPECT_EQ(meeting->logged("no audio from the system output for"), 1);
+    hardware().setDefaultOutput(headphones);
+    pass(3s);
+    finish();
+    expectEverythingInPlace();
+    EXPECT_EQ(microphone.silent, 0U);
+    EXPECT_NEAR(static_cast<double>(system.silent), 3.48 * rate, 0.02 * rate);
+    EXPECT_GT(system.fromNext, 100000U);
+}
+
+TEST_F(DeviceChange, WhenEverythingIsAwayTheRecordingGoesOnInSilence) {
+    start();
+    passGrace();
+    hardware().removeDevice(meeting->speaker);
+    hardware().removeDevice(meeting->microphone);
+    hardware().setDefaultOutput(std::nullopt);
+    hardware().setDefaultInput(std::nullopt);
+    pass(4s);
+    // The last second may still come; what was before has gone to the encoder.
+    EXPECT_GT(meeting->recorded().size() / 2, static_cast<std::size_t>(5 * rate));
+    hardware().setDefaultOutput(headphones);
+    pass(250ms);
+    hardware().setDefaultInput(headsetMicrophone);
+    pass(4s);
+    EXPECT_EQ(rebuilds(), 1);
+    EXPECT_EQ(microphoneRestarts(), 1);
+    finish();
+    expectEverythingInPlace();
+    EXPECT_GT(system.fromNext, 100000U);
+    EXPECT_GT(microphone.fromNext, 100000U);
+}
+
+TEST_F(DeviceChange, LostCyclesLeaveSilenceAsLong) {
+    meeting->microphoneDevice().losesCycle = [](std::int64_t cycle) { return cycle == 100; };
+    meeting->speakerDevice().losesCycle = [](std::int64_t cycle) {
+        return cycle >= 200 && cycle < 230;
+    };
+    start();
+    pass(4s);
+    finish();
+    expectEverythingInPlace();
+    EXPECT_EQ(microphone.silent, 480U);
+    EXPECT_EQ(system.silent, 30 * 480U);
+}
+
+TEST_F(DeviceChange, ADeviceThatDeliversNothingForAWhileIsNoticedAndGoesOn) {
+    meeting->microphoneDevice().losesCycle = [](std::int64_t cycle) {
+        return cycle >= 300 && cycle < 700;
+    };
+    start();
+    pass(10s);
+    EXPECT_EQ(meeting->logged("no audio from the microphone for"), 1);
+    EXPECT_EQ(meeting->logged("audio from the microphone is back after 4.0 s"), 1);
+    EXPECT_EQ(rebuilds() + microphoneRestarts(), 0);
+    finish();
+    expectEverythingInPlace();
+    EXPECT_EQ(microphone.silent, 400 * 480U);
+    EXPECT_EQ(system.silent, 0U);
+}
+
+TEST_F(DeviceChange, ACaptureQueueThatStallsLosesNothing) {
+    start();
+    pass(1s);
+    const auto queue = meeting->host.simulatedQueues.find("Tapwell.MicrophonePCMEngine.io");
+    queue->setStalled(true);
+    pass(1s);
+    queue->setStalled(false);
+    pass(2s);
+    recorder->stop();
+    // The other stream waits, so every sample is there and both are still together.
+    const std::vector<float>& both = meeting->recorded();
+    std::vector<float> left;
+    std::vector<float> right;
+    for (std::size_t i = 0; i + 1 < both.size(); i += 2) {
+        if (both[i] != 0) left.push_back(both[i]);
+        if (both[i + 1] != 0) right.push_back(both[i + 1]);
+    }
+    EXPECT_NEAR(static_cast<double>(left.size()), 4 * rate, 0.02 * rate);
+    EXPECT_NEAR(static_cast<double>(right.size()), 4 * rate, 0.02 * rate);
+    EXPECT_TRUE(std::is_sorted(left.begin(), left.end()));
+    EXPECT_TRUE(std::is_sorted(right.begin(), right.end()));
+    const std::size_t last = both.size() / 2 - 4800;
+    EXPECT_NEAR(timeOf(both[2 * last]), timeOf(both[2 * last + 1]), 1 / rate);
+    EXPECT_EQ(meeting->logged("microphone came late; the other stream waited for"), 1);
+}
+
+/// Output and input change together, as when a headset arrives, and again when it leaves.
+struct HeadsetChange : DeviceChange {
+    static std::vector<milliseconds> spacings() {
+        std::vector<milliseconds> result;
+        for (int at = 0; at <= 3000; at += 250)
+            result.emplace_back(at);
+        // Around every moment at which something else is due.
+        for (const int at : {400, 550, 850, 1000, 1250, 1400, 1650, 1950})
+            for (const int around : {-1, 0, 1})
+                result.emplace_back(at + around);
+        return result;
+    }
+    void change(bool isOutputFirst, milliseconds spacing, AudioObjectID output,
+                AudioObjectID input) {
+        if (isOutputFirst)
+            hardware().setDefaultOutput(output);
+        else
+            hardware().setDefaultInput(input);
+        pass(spacing);
+        if (isOutputFirst)
+            hardware().setDefaultInput(input);
+        else
+            hardware().setDefaultOutput(output);
+        pass(3s);
+    }
+    void expectOneRebuildAndOneRestartAtEverySpacing(bool isOutputFirst) {
+        for (const milliseconds spacing : spacings()) {
+            const std::string what = "after " + std::to_string(spacing.count()) + " ms the other";
+            prepare();
+            start();
+            passGrace();
+            change(isOutputFirst, spacing, headphones, headsetMicrophone);
+            EXPECT_EQ(rebuilds(), 1) << what;
+            EXPECT_EQ(microphoneRestarts(), 1) << what;
+            change(isOutputFirst, spacing, meeting->speaker, meeting->microphone);
+            EXPECT_EQ(rebuilds(), 2) << what << " and back";
+            EXPECT_EQ(microphoneRestarts(), 2) << what << " and back";
+            ASSERT_NO_FATAL_FAILURE(finish()) << what;
+            expectEverythingInPlace(what);
+            EXPECT_GT(system.fromNext, 90000U) << what;
+            EXPECT_GT(microphone.fromNext, 50000U) << what;
+            EXPECT_GT(system.samples[system.samples.size() - 2000], 0) << what;
+            EXPECT_GT(microphone.samples[microphone.samples.size() - 2000], 0) << what;
+            if (HasFailure()) return;
+        }
+    }
+};
+
+TEST_F(HeadsetChange, TheOutputFirstIsOneRebuildAndOneRestart) {
+    expectOneRebuildAndOneRestartAtEverySpacing(true);
+}
+
+TEST_F(HeadsetChange, TheInputFirstIsOneRebuildAndOneRestart) {
+    expectOneRebuildAndOneRestartAtEverySpacing(false);
+}
+
+/// A headset that arrives while the recording is just starting.
+TEST_F(DeviceChange, BothChangingInTheStartUpGraceAreFollowedOnceItIsOver) {
+    for (const auto moment : {0ms, 500ms, 1900ms, 2000ms, 2400ms, 2499ms}) {
+        prepare();
+        start();
+        pass(moment);
+        hardware().setDefaultInput(headsetMicrophone);
+        pass(100ms);
+        hardware().setDefaultOutput(headphones);
+        pass(6s);
+        EXPECT_EQ(rebuilds(), 1) << moment.count();
+        EXPECT_EQ(microphoneRestarts(), 1) << moment.count();
+        ASSERT_NO_FATAL_FAILURE(finish());
+        expectEverythingInPlace(std::to_string(moment.count()));
+        EXPECT_GT(system.fromNext, 100000U);
+        EXPECT_GT(microphone.fromNext, 100000U);
+    }
+}
+
+TEST_F(DeviceChange, ARebuildThatFailsAtAnyOfItsStepsIsLoggedUndoneAndTriedAgain) {
+    struct Case {
+        std::string call;
+        OSStatus status;
+        std::string message;
+    };
+    const std::vector<Case> cases = {
+        {"getPropertyDataSize", -1, "cf str size -1"},
+        {"createProcessTap", -5, "audio tap create OSStatus -5"},
+        {"createProcessTap", kAudioDevicePermissionsError, "PERMISSION_DENIED_SYSTEM_AUDIO"},
+        {"tapFormat", -6, "tap asbd -6"},
+        {"createAggregateDevice", -7, "aggregate create OSStatus -7"},
+        {"createIOProcID", -8, "create io proc -8"},
+        {"startDevice", -9, "aggregate start -9"},
+    };
+    for (const Case& failing : cases) {
+        prepare();
+        start();
+        passGrace();
+        hardware().setDefaultOutput(headphones);
+        pass(400ms - tick);
+        hardware().failNext(failing.call, failing.status);
+        pass(tick);
+        EXPECT_EQ(meeting->logged("system tap rebuild failed: " + failing.message + "\n"), 1)
+            << failing.message;
+        EXPECT_EQ(hardware().liveTaps(), 0U) << failing.message;
+        EXPECT_EQ(hardware().liveAggregates(), 0U) << failing.message;
+        EXPECT_EQ(hardware().runningProcedures(), 1U) << "the microphone's";
+        EXPECT_TRUE(recorder->isRecording());
+        pass(5s);
+        EXPECT_EQ(rebuilds(), 1) << failing.message;
+        EXPECT_EQ(meeting->events().size(), 1U) << "no event tells of it";
+        ASSERT_NO_FATAL_FAILURE(finish());
+        expectEverythingInPlace(failing.message);
+        EXPECT_GT(system.fromNext, 100000U) << failing.message;
+        EXPECT_EQ(hardware().liveTaps() + hardware().liveAggregates(), 0U);
+    }
+}
+
+TEST_F(DeviceChange, ATeardownThatFailsDoesNotStopTheRebuild) {
+    start();
+    passGrace();
+    for (const char* call : {"stopDevice", "destroyIOProcID", "destroyAggregateDevice"})
+        hardware().failNext(call, -3);
+    hardware().setDefaultOutput(headphones);
+    pass(3s);
+    EXPECT_EQ(rebuilds(), 1);
+    finish();
+    EXPECT_GT(system.fromNext, 50000U);
+}
+
+TEST_F(DeviceChange, StopDuringThePendingRebuildCancelsIt) {
+    start();
+    passGrace();
+    hardware().setDefaultOutput(headphones);
+    pass(399ms);
+    recorder->stop();
+    pass(10s);
+    EXPECT_EQ(hardware().countCalls("createProcessTap"), 1);
+    EXPECT_EQ(hardware().listenerCount(), 0U);
+    EXPECT_THAT(meeting->events().back(), HasSubstr("finalized"));
+}
+
+TEST_F(DeviceChange, StopInEveryPhaseOfAChangeLeavesNothingBehind) {
+    for (auto moment = 0ms; moment <= 3000ms; moment += 100ms) {
+        prepare();
+        start();
+        passGrace();
+        hardware().failNext("startDevice", -1, 2);
+        hardware().setDefaultOutput(headphones);
+        hardware().setDefaultInput(headsetMicrophone);
+        pass(moment);
+        recorder->stop();
+        EXPECT_EQ(hardware().listenerCount(), 0U) << moment.count();
+        EXPECT_EQ(hardware().runningProcedures(), 0U) << moment.count();
+        EXPECT_EQ(hardware().liveTaps() + hardware().liveAggregates(), 0U) << moment.count();
+        const auto calls = hardware().journal().size();
+        pass(10s);
+        EXPECT_EQ(hardware().journal().size(), calls) << moment.count();
+        EXPECT_FALSE(recorder->isRecording());
+    }
+}
+
+TEST_F(DeviceChange, ARecorderThatIsGoneDuringAChangeLeavesNothingBehind) {
+    start();
+    passGrace();
+    hardware().setDefaultOutput(headphones);
+    pass(200ms);
+    recorder.reset();
+    pass(10s);
+    EXPECT_EQ(hardware().countCalls("createProcessTap"), 1);
+    EXPECT_EQ(hardware().runningProcedures(), 0U);
+    EXPECT_EQ(hardware().listenerCount(), 0U);
+}
+
+TEST_F(DeviceChange, WithoutAMonitorTheRecordingGoesOn) {
+    // The microphone's listener is the first, the output's the second.
+    hardware().failNext("addPropertyListener", noErr);
+    hardware().failNext("addPropertyListener", -2);
+    start();
+    passGrace();
+    hardware().setDefaultOutput(headphones);
+    pass(3s);
+    EXPECT_EQ(meeting->logged("AudioObjectAddPropertyListenerBlock(DefaultSystemOutputDevice) "
+                              "failed: -2"),
+              1);
+    EXPECT_EQ(rebuilds(), 0);
+    finish();
+    expectEverythingInPlace();
+}
+
+TEST_F(DeviceChange, AnEarlierCaptureOfTheNewDeviceIsNotHeardTwice) {
+    // The new device's audio was captured 70 ms before it is delivered: its first frames overlap
+    // what the old one delivered in time.
+    meeting->host.hardware.device(headsetMicrophone).startLatency = -70ms;
+    start();
+    passGrace();
+    hardware().setDefaultInput(headsetMicrophone);
+    pass(3s);
+    finish();
+    expectEverythingInPlace();
+    EXPECT_EQ(microphone.silent, 0U);
+    EXPECT_GT(microphone.fromNext, 100000U);
+}
+
+TEST_F(DualTrackDeviceChange, TheOutputIsFollowed) {
+    start();
+    passGrace();
+    hardware().setDefaultOutput(headphones);
+    pass(4s);
+    EXPECT_EQ(rebuilds(), 1);
+    EXPECT_EQ(meeting->logged("dual-track route capture rate=16000.0 Hz (aggregate actual=16000.0 "
+                              "tap nominal=16000.0 Hz)"),
+              1);
+    finish();
+    expectEverythingInPlace("", toleranceSamples);
+    EXPECT_GT(system.fromNext, 150000U);
+    EXPECT_NEAR(static_cast<double>(system.silent), 3840 + 240, 400);
+}
+
+TEST_F(DualTrackDeviceChange, TheInputIsFollowedWithSilenceForTheGap) {
+    start();
+    passGrace();
+    hardware().setDefaultInput(headsetMicrophone);
+    pass(4s);
+    EXPECT_EQ(microphoneRestarts(), 1);
+    finish();
+    expectEverythingInPlace("", toleranceSamples);
+    EXPECT_GT(microphone.fromNext, 150000U);
+    EXPECT_NEAR(static_cast<double>(microphone.silent), 2880 + 240, 400);
+}
+
+TEST_F(DualTrackDeviceChange, AHeadsetThatArrivesAndLeavesKeepsTheTracksTogether) {
+    for (const auto spacing : {0ms, 300ms, 700ms, 1100ms, 2000ms}) {
+        prepare();
+        meeting->host.simulatedEnvironment.variables["TL_MACOS_DUAL_TRACK_RECORDING"] = "1";
+        start();
+        passGrace();
+        hardware().setDefaultOutput(headphones);
+        pass(spacing);
+        hardware().setDefaultInput(headsetMicrophone);
+        pass(3s);
+        hardware().removeDevice(headsetMicrophone);
+        hardware().setDefaultInput(meeting->microphone);
+        pass(spacing);
+        hardware().removeDevice(headphones);
+        hardware().setDefaultOutput(meeting->speaker);
+        pass(3s);
+        EXPECT_EQ(rebuilds(), 2) << spacing.count();
+        EXPECT_EQ(microphoneRestarts(), 2) << spacing.count();
+        ASSERT_NO_FATAL_FAILURE(finish());
+        expectEverythingInPlace(std::to_string(spacing.count()), toleranceSamples);
+        EXPECT_GT(system.fromFirst, 200000U);
+        EXPECT_GT(microphone.fromFirst, 200000U);
+    }
+}
+
+TEST_F(DualTrackDeviceChange, AMicrophoneThatIsAwayForSecondsLeavesAGapAsLong) {
+    start();
+    passGrace();
+    hardware().removeDevice(meeting->microphone);
+    hardware().setDefaultInput(std::nullopt);
+    pass(3s);
+    hardware().setDefaultInput(headsetMicrophone);
+    pass(3s);
+    finish();
+    expectEverythingInPlace("", toleranceSamples);
+    EXPECT_NEAR(static_cast<double>(microphone.silent), 3.61 * rate, 0.02 * rate);
+}
+
+}  // namespace
+}  // namespace tapwell
