@@ -9,7 +9,8 @@
 namespace tapwell {
 
 /// The system's recognizer, whose results come on a queue of its own, not on the main queue: nobody
-/// runs a loop there.
+/// runs a loop there. The first task asks the user for leave and begins when there is an answer;
+/// its request collects the audio until then.
 class SystemSpeechRecognizer final : public SpeechRecognizer {
 public:
     /// Null when the system has no recognizer for the locale. Once `enginesGate` is closed, no

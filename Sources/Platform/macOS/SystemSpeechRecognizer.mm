@@ -5,6 +5,7 @@
 
 #include <Speech/Speech.h>
 
+#include <mutex>
 #include <utility>
 
 namespace tapwell {
@@ -12,49 +13,74 @@ namespace {
 
 using ResultHandler = SpeechRecognizer::ResultHandler;
 
-/// What a task's callbacks share with its owner, who may be gone.
-struct Results {
-    Results(std::shared_ptr<SpeechGate> enginesGate, ResultHandler resultHandler)
+/// One recognition, shared by its owner, who may be gone, and the system's callbacks.
+struct Recognition {
+    Recognition(std::shared_ptr<SpeechGate> enginesGate, ResultHandler resultHandler)
         : gates(std::move(enginesGate)), handler(std::move(resultHandler)) {}
 
-    const SpeechGates gates;
-    const ResultHandler handler;
+    void start(SFSpeechRecognizer* recognizer, SFSpeechRecognitionRequest* request,
+               const std::shared_ptr<Recognition>& self) {
+        const std::lock_guard hold(lock);
+        if (isCancelled) return;
+        const std::shared_ptr<Recognition> kept = self;
+        task = [recognizer
+            recognitionTaskWithRequest:request
+                         resultHandler:^(SFSpeechRecognitionResult* result, NSError* error) {
+                             kept->take(result, error);
+                         }];
+        if (isFinished) [task finish];
+    }
 
-    void call(const SpeechResult* result, const RecorderError* error) {
-        gates.pass([&] { handler(result, error); });
+    void finish() {
+        const std::lock_guard hold(lock);
+        isFinished = true;
+        [task finish];
+    }
+
+    void cancel() {
+        gates.release();
+        const std::lock_guard hold(lock);
+        isCancelled = true;
+        [task cancel];
+        task = nil;  // which keeps this alive by its result handler
     }
 
     void take(SFSpeechRecognitionResult* result, NSError* error) {
         if (result != nil) {
             const char* const text = result.bestTranscription.formattedString.UTF8String;
             const SpeechResult plain{text == nullptr ? "" : text, bool(result.isFinal)};
-            call(&plain, nullptr);
+            gates.pass([&] { handler(&plain, nullptr); });
         }
         if (error != nil) {
             const RecorderError reason = recorderError(error);
-            call(nullptr, &reason);
+            gates.pass([&] { handler(nullptr, &reason); });
             gates.release();
         }
     }
+
+    const SpeechGates gates;
+    const ResultHandler handler;
+    std::mutex lock;
+    SFSpeechRecognitionTask* task = nil;  ///< guarded by lock; nil until the user has answered
+    bool isFinished = false;              ///< guarded by lock
+    bool isCancelled = false;             ///< guarded by lock
 };
 
 struct Task final : SpeechRecognitionTask {
-    Task(SFSpeechRecognitionTask* systemTask, std::shared_ptr<Results> taskResults)
-        : task(systemTask), results(std::move(taskResults)) {}
+    explicit Task(std::shared_ptr<Recognition> taskRecognition)
+        : recognition(std::move(taskRecognition)) {}
     ~Task() override {
         @autoreleasepool {
-            results->gates.release();
-            [task cancel];
+            recognition->cancel();
         }
     }
     void finish() override {
         @autoreleasepool {
-            [task finish];
+            recognition->finish();
         }
     }
 
-    SFSpeechRecognitionTask* const task;
-    const std::shared_ptr<Results> results;
+    const std::shared_ptr<Recognition> recognition;
 };
 
 }  // namespace
@@ -101,14 +127,16 @@ std::shared_ptr<SpeechRecognitionRequest> SystemSpeechRecognizer::makeRequest() 
 std::shared_ptr<SpeechRecognitionTask> SystemSpeechRecognizer::startTask(
     std::shared_ptr<SpeechRecognitionRequest> request, ResultHandler handler) {
     @autoreleasepool {
-        const auto results = std::make_shared<Results>(core_->enginesGate, std::move(handler));
+        const auto recognition =
+            std::make_shared<Recognition>(core_->enginesGate, std::move(handler));
         const auto ours = std::dynamic_pointer_cast<SystemSpeechRequest>(std::move(request));
-        SFSpeechRecognitionTask* task = [core_->recognizer
-            recognitionTaskWithRequest:ours->native()
-                         resultHandler:^(SFSpeechRecognitionResult* result, NSError* error) {
-                             results->take(result, error);
-                         }];
-        return std::make_shared<Task>(task, results);
+        SFSpeechRecognizer* recognizer = core_->recognizer;
+        SFSpeechRecognitionRequest* native = ours->native();
+        // Asks at the first time only. Without the user's leave, the task fails with its own error.
+        [SFSpeechRecognizer requestAuthorization:^(SFSpeechRecognizerAuthorizationStatus) {
+            recognition->start(recognizer, native, recognition);
+        }];
+        return std::make_shared<Task>(recognition);
     }
 }
 

@@ -3,6 +3,13 @@
 #include <AVFAudio/AVFAudio.h>
 #include <Foundation/Foundation.h>
 
+enum SFSpeechRecognizerAuthorizationStatus : NSInteger {
+    SFSpeechRecognizerAuthorizationStatusNotDetermined = 0,
+    SFSpeechRecognizerAuthorizationStatusDenied = 1,
+    SFSpeechRecognizerAuthorizationStatusRestricted = 2,
+    SFSpeechRecognizerAuthorizationStatusAuthorized = 3,
+};
+
 @interface SFTranscription : NSObject
 @property(nonatomic, readonly, copy) NSString* formattedString;
 @end
@@ -34,6 +41,7 @@ __attribute__((availability(macos, introduced = 10.15)))
 
 __attribute__((availability(macos, introduced = 10.15)))
 @interface SFSpeechRecognizer : NSObject
++ (void)requestAuthorization:(void (^)(SFSpeechRecognizerAuthorizationStatus status))handler;
 - (instancetype)initWithLocale:(NSLocale*)locale;
 @property(nonatomic, readonly, getter=isAvailable) BOOL available;
 @property(nonatomic) BOOL supportsOnDeviceRecognition;
