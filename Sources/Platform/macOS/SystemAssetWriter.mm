@@ -63,8 +63,9 @@ SystemAssetWriter::SystemAssetWriter(const std::string& path) : core_(std::make_
 SystemAssetWriter::~SystemAssetWriter() = default;
 
 std::shared_ptr<AssetWriterInput> SystemAssetWriter::makeInput(
-    const AudioOutputSettings& settings, std::shared_ptr<const AudioFormatDescription>) {
-    return std::make_shared<SystemAssetWriterInput>(settings);
+    const AudioOutputSettings& settings,
+    std::shared_ptr<const AudioFormatDescription> sourceFormat) {
+    return std::make_shared<SystemAssetWriterInput>(settings, sourceFormat.get());
 }
 
 bool SystemAssetWriter::canAdd(const AssetWriterInput& input) const {

@@ -14,8 +14,10 @@ namespace tapwell {
 /// An input of the system's asset writer.
 class SystemAssetWriterInput final : public AssetWriterInput {
 public:
-    /// Settings that the system refuses give an input that no writer takes.
-    explicit SystemAssetWriterInput(const AudioOutputSettings& settings);
+    /// Settings that the system refuses give an input that no writer takes. `sourceFormat` may be
+    /// null.
+    SystemAssetWriterInput(const AudioOutputSettings& settings,
+                           const AudioFormatDescription* sourceFormat);
     ~SystemAssetWriterInput() override;
     SystemAssetWriterInput(const SystemAssetWriterInput&) = delete;
     SystemAssetWriterInput& operator=(const SystemAssetWriterInput&) = delete;

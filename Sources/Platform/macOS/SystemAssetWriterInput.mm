@@ -9,7 +9,10 @@
 namespace tapwell {
 namespace {
 
-AVAssetWriterInput* makeInput(const AudioOutputSettings& settings) {
+AVAssetWriterInput* makeInput(const AudioOutputSettings& settings,
+                              const AudioFormatDescription* sourceFormat) {
+    CFReference<CMAudioFormatDescriptionRef> hint;
+    if (sourceFormat != nullptr) hint = makeSystemFormat(*sourceFormat);
     NSDictionary<NSString*, id>* encoding = @{
         AVFormatIDKey : [NSNumber numberWithUnsignedInt:settings.formatID],
         AVSampleRateKey : [NSNumber numberWithDouble:settings.sampleRate],
@@ -18,7 +21,8 @@ AVAssetWriterInput* makeInput(const AudioOutputSettings& settings) {
     };
     @try {
         return [[AVAssetWriterInput alloc] initWithMediaType:AVMediaTypeAudio
-                                              outputSettings:encoding];
+                                              outputSettings:encoding
+                                            sourceFormatHint:hint.get()];
     } @catch (NSException*) {
         return nil;
     }
@@ -33,10 +37,11 @@ struct SystemAssetWriterInput::Core {
     SystemSampleBufferFormat format;
 };
 
-SystemAssetWriterInput::SystemAssetWriterInput(const AudioOutputSettings& settings)
+SystemAssetWriterInput::SystemAssetWriterInput(const AudioOutputSettings& settings,
+                                               const AudioFormatDescription* sourceFormat)
     : core_(std::make_unique<Core>()) {
     @autoreleasepool {
-        core_->input = makeInput(settings);
+        core_->input = makeInput(settings, sourceFormat);
     }
 }
 

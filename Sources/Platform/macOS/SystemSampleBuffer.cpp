@@ -1,5 +1,7 @@
 #include "Platform/macOS/SystemSampleBuffer.h"
 
+#include <utility>
+
 namespace tapwell {
 namespace {
 
@@ -38,16 +40,23 @@ CMTime systemTime(const MediaTime& time) {
     return {time.value, time.timescale, time.flags, time.epoch};
 }
 
-bool SystemSampleBufferFormat::setFormat(
-    const std::shared_ptr<const AudioFormatDescription>& format) {
-    if (format_ && format == source_) return true;
-    if (!format || !format->streamDescription()) return false;
-    const ::AudioStreamBasicDescription stream = systemDescription(*format->streamDescription());
+CFReference<CMAudioFormatDescriptionRef> makeSystemFormat(const AudioFormatDescription& format) {
+    if (!format.streamDescription()) return {};
+    const ::AudioStreamBasicDescription stream = systemDescription(*format.streamDescription());
     CMAudioFormatDescriptionRef made = nullptr;
     if (CMAudioFormatDescriptionCreate(kCFAllocatorDefault, &stream, 0, nullptr, 0, nullptr,
                                        nullptr, &made) != noErr)
-        return false;
-    format_ = CFReference<CMAudioFormatDescriptionRef>(made);
+        return {};
+    return CFReference<CMAudioFormatDescriptionRef>(made);
+}
+
+bool SystemSampleBufferFormat::setFormat(
+    const std::shared_ptr<const AudioFormatDescription>& format) {
+    if (format_ && format == source_) return true;
+    if (!format) return false;
+    CFReference<CMAudioFormatDescriptionRef> made = makeSystemFormat(*format);
+    if (!made) return false;
+    format_ = std::move(made);
     source_ = format;
     return true;
 }

@@ -11,6 +11,9 @@ namespace tapwell {
 
 CMTime systemTime(const MediaTime& time);
 
+/// Empty without a stream description, or when the system cannot make one.
+CFReference<CMAudioFormatDescriptionRef> makeSystemFormat(const AudioFormatDescription& format);
+
 /// Makes the system's sample buffers of one stream's. One thread at a time.
 class SystemSampleBufferFormat {
 public:

@@ -42,7 +42,8 @@ __attribute__((availability(macos, introduced = 10.7)))
 __attribute__((availability(macos, introduced = 10.7)))
 @interface AVAssetWriterInput : NSObject
 - (instancetype)initWithMediaType:(AVMediaType)type
-                   outputSettings:(NSDictionary<NSString*, id>*)settings;
+                   outputSettings:(NSDictionary<NSString*, id>*)settings
+                 sourceFormatHint:(CMFormatDescriptionRef)hint;
 @property(nonatomic) BOOL expectsMediaDataInRealTime;
 @property(nonatomic, readonly, getter=isReadyForMoreMediaData) BOOL readyForMoreMediaData;
 - (BOOL)appendSampleBuffer:(CMSampleBufferRef)buffer;
