@@ -75,12 +75,16 @@ protected:
         marks_.push_back(std::chrono::duration<double>(Clock::now() - begin_).count());
     }
 
-    void finishRecording() {
+    /// `waits`: how much longer than its time the recording may be, in seconds.
+    void finishRecording(double waits = 0) {
         EXPECT_EQ(tapwell().eventsUntilStatus().back().value("state", ""), "recording");
         const double length = std::chrono::duration<double>(Clock::now() - begin_).count();
         ASSERT_NO_FATAL_FAILURE(stop(file()));
         recording_ = decoded(file());
-        EXPECT_NEAR(recording_.decodedSeconds(), length, 0.5) << "gaps are as long as they were";
+        EXPECT_GT(recording_.decodedSeconds(), length - 0.5) << "gaps are as long as they were";
+        EXPECT_LT(recording_.decodedSeconds(), length + 0.5 + waits) << "and no longer";
+        // The last change is judged at the end of the recording.
+        if (!marks_.empty() && waits > 0) marks_.back() = recording_.decodedSeconds();
     }
 
     /// The tones at the end of the `index`th change's time: those given, and nothing of the others.
@@ -108,7 +112,9 @@ protected:
             if (expected == frequenciesAndLevels.end())
                 EXPECT_LT(median, quiet) << allTones[i] << " Hz after change " << index;
             else
-                EXPECT_NEAR(20 * std::log10(median / expected->second), 0, toleranceDecibels)
+                // A cycle that a busy machine cost the server takes away, and never adds.
+                EXPECT_NEAR(20 * std::log10(found[i].back() / expected->second), 0,
+                            toleranceDecibels)
                     << allTones[i] << " Hz after change " << index;
         }
     }
@@ -225,7 +231,8 @@ TEST_F(DeviceChangeTest, NoticesAStreamThatDeliversNothingAndAServerThatStalls) 
     letPass(1s);
     kill(audio().daemonPid(), SIGCONT);
     passChange();
-    ASSERT_NO_FATAL_FAILURE(finishRecording());
+    // The server may hand over what piled up, one stream after the other, which then waits.
+    ASSERT_NO_FATAL_FAILURE(finishRecording(1.0));
     expectTones(0, {{speakerA, speakerLevel}, {microphoneA, microphoneLevel}});
     expectTones(1, {{speakerA, speakerLevel}});
     expectTones(2, {{speakerA, speakerLevel}, {microphoneA, microphoneLevel}});

@@ -58,37 +58,29 @@ void StreamContinuity::push(CaptureStream stream, const MixBusChunk& chunk,
     if (chunk.samples.empty()) return;
     Stream& self = state(stream);
     self.isInterrupted |= chunk.beginsAnew;
-    const std::span<const float> samples = bridge(stream, chunk, emit);
+    const bool isPlaced =
+        self.isInterrupted && self.end.has_value() && chunk.presentationTime.isNumeric();
+    const std::span<const float> samples = isPlaced ? bridge(stream, chunk, emit) : chunk.samples;
     if (samples.empty()) return;
     const auto count = static_cast<std::int64_t>(chunk.samples.size());
     if (chunk.presentationTime.isNumeric())
         self.end = position(chunk.presentationTime) + count;
     else if (self.end)
         *self.end += count;
-    pushSamples(stream, chunk.presentationTime, samples);
-    self.filled = 0;
+    self.filled = isPlaced ? 0 : standIn(stream);
     self.missed = 0;
     self.padsAtEnd = mixerPads(stream);
     self.isInterrupted = false;
-    letOtherWait(stream, count);
+    pushSamples(stream, chunk.presentationTime, samples);
+    if (self.filled > 0) letOtherWait(stream, count);
 }
 
 /// What of the chunk is to be heard, after the silence that belongs before it has gone in.
 std::span<const float> StreamContinuity::bridge(CaptureStream stream, const MixBusChunk& chunk,
                                                 const DualStreamMixer::EmitFrame& emit) {
-    Stream& self = state(stream);
     const std::span<const float> samples(chunk.samples);
-    const std::int64_t there = standIn(stream);
-    if (!self.isInterrupted || !self.end || !chunk.presentationTime.isNumeric()) {
-        if (there > 0 && !loggedLateAudio_) {
-            loggedLateAudio_ = true;
-            log_.line(std::string(nameOf(stream)) + " came late; the other stream waited for " +
-                      std::to_string(there) + " samples");
-        }
-        state(otherThan(stream)).owed += there;
-        return samples;
-    }
-    const std::int64_t missing = position(chunk.presentationTime) - *self.end - there;
+    const std::int64_t missing =
+        position(chunk.presentationTime) - *state(stream).end - standIn(stream);
     if (!isPlausible(missing)) return samples;
     if (missing > 0) pushSilence(stream, missing, emit);
     const auto surplus = static_cast<std::size_t>(std::max<std::int64_t>(-missing, 0));
@@ -102,13 +94,16 @@ bool StreamContinuity::isPlausible(std::int64_t missingSamples) const {
     return seconds >= -kLongestOverlapSeconds && seconds <= kLongestMissingSeconds;
 }
 
-/// At the pace at which the late stream catches up, so that the mixer sees no difference.
-void StreamContinuity::letOtherWait(CaptureStream stream, std::int64_t sampleCount) {
-    const CaptureStream waiting = otherThan(stream);
-    const std::int64_t count = std::min(state(waiting).owed, sampleCount);
-    if (count == 0) return;
-    state(waiting).owed -= count;
-    pushToMixer(waiting, MediaTime::invalid(), std::vector<float>(static_cast<std::size_t>(count)));
+/// At the pace at which the late stream catches up: the mixer sees no difference then, and what is
+/// late may be but the end of what was captured before an interruption.
+void StreamContinuity::letOtherWait(CaptureStream stream, std::int64_t lateSamples) {
+    Stream& self = state(stream);
+    if (!std::exchange(loggedLateAudio_, true))
+        log_.line(std::string(nameOf(stream)) + " came late; the other stream waits");
+    const std::int64_t count = std::min(self.filled, lateSamples);
+    self.filled -= count;
+    pushToMixer(otherThan(stream), MediaTime::invalid(),
+                std::vector<float>(static_cast<std::size_t>(count)));
 }
 
 void StreamContinuity::pushSilence(CaptureStream stream, std::int64_t sampleCount,

@@ -43,10 +43,9 @@ private:
     struct Stream {
         /// Where the last captured sample ended, in samples of presentation time.
         std::optional<std::int64_t> end;
-        std::int64_t filled = 0;     ///< silence put in since then
+        std::int64_t filled = 0;     ///< silence put in since then and not made up for
         std::int64_t missed = 0;     ///< samples that the other got since then
         std::int64_t padsAtEnd = 0;  ///< the mixer's own padding at that moment
-        std::int64_t owed = 0;       ///< silence that it gets as the other catches up
         bool isInterrupted = false;  ///< what comes next is placed by its time
     };
 
@@ -62,7 +61,7 @@ private:
     std::span<const float> bridge(CaptureStream stream, const MixBusChunk& chunk,
                                   const DualStreamMixer::EmitFrame& emit);
     bool isPlausible(std::int64_t missingSamples) const;
-    void letOtherWait(CaptureStream stream, std::int64_t sampleCount);
+    void letOtherWait(CaptureStream stream, std::int64_t lateSamples);
     void pushSilence(CaptureStream stream, std::int64_t sampleCount,
                      const DualStreamMixer::EmitFrame& emit);
     void pushSamples(CaptureStream stream, MediaTime time, std::span<const float> samples);
