@@ -6,8 +6,8 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
-#include "Platform/Linux/PosixStandardStreams.h"
 #include "Platform/Linux/SoxrSampleRateConverterFactory.h"
+#include "Platform/Posix/PosixStandardStreams.h"
 #include "RecorderMixBus/MixMath.h"
 #include "RecorderMixBus/StereoMergeMath.h"
 #include "Tapwell/MixBus/PCMToMixBusConverter.h"

@@ -4,7 +4,7 @@
 #include "Platform/Linux/FfmpegAssetWriterFactory.h"
 #include "Platform/Linux/LinuxClock.h"
 #include "Platform/Linux/LinuxQueueFactory.h"
-#include "Platform/Linux/PosixStandardStreams.h"
+#include "Platform/Posix/PosixStandardStreams.h"
 #include "Platform/RecorderError.h"
 #include "Tapwell/Outputs/DualTrackWavMergeAndEncode.h"
 

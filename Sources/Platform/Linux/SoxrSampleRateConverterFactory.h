@@ -4,7 +4,7 @@
 
 namespace tapwell {
 
-/// Makes SoxrSampleRateConverters.
+/// Makes TrimmedSampleRateConverters on libsoxr.
 class SoxrSampleRateConverterFactory final : public SampleRateConverterFactory {
 public:
     std::unique_ptr<SampleRateConverter> makeConverter(const AudioFormat& source,

@@ -6,7 +6,7 @@
 
 namespace tapwell {
 
-/// Tapwell's folders in the user's home, as the XDG base directory specification places them:
+/// Tapwell's folders in the user's home, where the XDG base directories are:
 /// $XDG_STATE_HOME or ~/.local/state, and $XDG_DATA_HOME or ~/.local/share. A variable that is no
 /// absolute path counts as unset. Empty when there is no home either. The folder may not exist.
 std::filesystem::path tapwellStateFolder(const Environment& environment);

@@ -1,7 +1,7 @@
 #include "Platform/Linux/XdgUserDefaults.h"
 
-#include "Platform/Linux/FileOperations.h"
 #include "Platform/Linux/XdgFolders.h"
+#include "Platform/Posix/FileOperations.h"
 
 #include <fcntl.h>
 #include <nlohmann/json.hpp>

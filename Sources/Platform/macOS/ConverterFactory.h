@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Platform/SampleRateConverter.h"
+
+namespace tapwell {
+
+/// Makes TrimmedSampleRateConverters on the system's audio converter.
+class ConverterFactory final : public SampleRateConverterFactory {
+public:
+    std::unique_ptr<SampleRateConverter> makeConverter(const AudioFormat& source,
+                                                       const AudioFormat& target) override;
+};
+
+}  // namespace tapwell

@@ -1,0 +1,67 @@
+#include "Platform/macOS/SystemAnalyzer.h"
+
+#include "Platform/MonoPcm.h"
+
+#include <utility>
+
+namespace tapwell {
+namespace {
+
+struct NativeInput final : SpeechAnalyzerInput {
+    explicit NativeInput(const std::shared_ptr<TapwellAnalyzer>& target) : weakAnalyzer(target) {}
+    void yield(const PcmBuffer& buffer) override {
+        const auto analyzer = weakAnalyzer.lock();
+        if (!analyzer) return;
+        const auto samples = monoFloatSamples(buffer);
+        tapwellAnalyzerYield(analyzer.get(), samples.data(),
+                             static_cast<std::int64_t>(samples.size()),
+                             buffer.format().sampleRate());
+    }
+    void finish() override {
+        if (const auto analyzer = weakAnalyzer.lock()) tapwellAnalyzerFinishInput(analyzer.get());
+    }
+    const std::weak_ptr<TapwellAnalyzer> weakAnalyzer;
+};
+
+}  // namespace
+
+SystemAnalyzer::SystemAnalyzer(std::shared_ptr<SystemTranscriber> transcriber,
+                               std::shared_ptr<SpeechGate> enginesGate)
+    : transcriber_(std::move(transcriber)),
+      enginesGate_(std::move(enginesGate)),
+      gates_(enginesGate_),
+      native_(tapwellAnalyzerCreate(transcriber_->native()), tapwellAnalyzerRelease),
+      input_(std::make_shared<NativeInput>(native_)) {}
+
+SystemAnalyzer::~SystemAnalyzer() {
+    gates_.release();
+    transcriber_->closeResults();
+}
+
+void SystemAnalyzer::bestAvailableAudioFormat(
+    std::function<void(std::optional<AudioFormat>)> completion) {
+    const auto answer = [completion = std::move(completion)](double sampleRate) {
+        completion(AudioFormat::make(CommonFormat::pcmFloat32, sampleRate, 1, false));
+    };
+    // Answered also when the analyzer is gone by then.
+    tapwellAnalyzerFormat(native_.get(),
+                          AnalyzerCall<double>::make(SpeechGates(enginesGate_), answer),
+                          AnalyzerCall<double>::answer);
+}
+
+std::shared_ptr<SpeechAnalyzerInput> SystemAnalyzer::input() {
+    return input_;
+}
+
+void SystemAnalyzer::start(SpeechCompletion completion) {
+    transcriber_->readResults();
+    tapwellAnalyzerStart(native_.get(), makeCompletionContext(gates_, std::move(completion)),
+                         AnalyzerCall<const char*>::answer);
+}
+
+void SystemAnalyzer::finalizeAndFinishThroughEndOfInput(SpeechCompletion completion) {
+    tapwellAnalyzerFinalize(native_.get(), makeCompletionContext(gates_, std::move(completion)),
+                            AnalyzerCall<const char*>::answer);
+}
+
+}  // namespace tapwell
