@@ -47,11 +47,7 @@ protected:
     }
 
     void record() {
-        AudioRecorder recorder({meeting_.host.hardware, meeting_.converters, meeting_.host.writers,
-                                meeting_.host.simulatedFiles, meeting_.host.simulatedQueues,
-                                meeting_.host.simulatedClock, meeting_.host.simulatedAuthorization,
-                                meeting_.host.simulatedEnvironment, meeting_.host.simulatedStreams,
-                                nullptr});
+        AudioRecorder recorder(meeting_.recorderServices());
         recorder.start(meeting_.path);
         meeting_.host.time.advance(1h);
         const std::size_t early = bytesInUse();

@@ -3,9 +3,12 @@
 #include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/Simulated/SimulatedHost.h"
 #include "Support/TemporaryDirectory.h"
+#include "Tapwell/Control/AudioRecorder.h"
 
 #include <cmath>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace tapwell::test {
 
@@ -43,6 +46,20 @@ struct SimulatedMeeting {
         return static_cast<float>(amplitude * std::sin(2 * M_PI * hz * seconds));
     }
 
+    /// For a recorder on this machine.
+    AudioRecorder::Services recorderServices(CreateSpeechProvider createSpeechProvider = nullptr) {
+        return {host.hardware,
+                converters,
+                host.writers,
+                host.simulatedFiles,
+                host.simulatedQueues,
+                host.simulatedClock,
+                host.simulatedAuthorization,
+                host.simulatedEnvironment,
+                host.simulatedStreams,
+                std::move(createSpeechProvider)};
+    }
+
     SimulatedDevice& speakerDevice() { return host.hardware.device(speaker); }
     SimulatedDevice& microphoneDevice() { return host.hardware.device(microphone); }
     /// What was appended to the encoder.
@@ -51,6 +68,14 @@ struct SimulatedMeeting {
         return host.simulatedStreams.countErrorLines(text);
     }
     std::vector<std::string> events() const { return host.simulatedStreams.outputLines(); }
+    /// The frames at which a channel of interleaved stereo jumps up: the clicks in it.
+    static std::vector<double> edges(const std::vector<float>& interleaved, std::size_t channel) {
+        std::vector<double> found;
+        for (std::size_t i = channel + 2; i < interleaved.size(); i += 2)
+            if (interleaved[i] > 0.1F && interleaved[i - 2] <= 0.1F)
+                found.push_back(static_cast<double>(i / 2));
+        return found;
+    }
     static std::string escaped(const std::string& text) {
         std::string result;
         for (char c : text)

@@ -36,17 +36,14 @@ struct Recorder : testing::Test, test::SimulatedMeeting {
     std::unique_ptr<AudioRecorder> recorder;
 
     AudioRecorder& make() {
-        recorder = std::make_unique<AudioRecorder>(AudioRecorder::Services{
-            host.hardware, converters, host.writers, host.simulatedFiles, host.simulatedQueues,
-            host.simulatedClock, host.simulatedAuthorization, host.simulatedEnvironment,
-            host.simulatedStreams,
+        recorder = std::make_unique<AudioRecorder>(recorderServices(
             [this](const std::string& locale, double rate) -> std::shared_ptr<ScriptedProvider> {
                 EXPECT_EQ(locale, "en_US");
                 if (!providerAvailable) return nullptr;
                 providers.push_back(std::make_shared<ScriptedProvider>());
                 providers.back()->rate = rate;
                 return providers.back();
-            }});
+            }));
         return *recorder;
     }
     void record(std::chrono::nanoseconds duration) {
@@ -94,13 +91,6 @@ TEST_F(Recorder, WithoutMicrophoneSamplesTheSystemPassesAtFullGain) {
 TEST_F(Recorder, ALateDeviceDoesNotShiftTheStreamsAgainstEachOther) {
     // A pulse in both at the same moments; its edges must land on the same samples.
     const auto click = [](double seconds) { return std::fmod(seconds, 0.5) < 0.002 ? 1.0F : 0.0F; };
-    const auto edges = [](const std::vector<float>& interleaved, std::size_t channel) {
-        std::vector<double> found;
-        for (std::size_t i = channel + 2; i < interleaved.size(); i += 2)
-            if (interleaved[i] > 0.1F && interleaved[i - 2] <= 0.1F)
-                found.push_back(static_cast<double>(i / 2));
-        return found;
-    };
     for (const auto& [systemLate, micLate] :
          std::vector<std::pair<std::chrono::milliseconds, std::chrono::milliseconds>>{
              {0ms, 0ms}, {0ms, 200ms}, {200ms, 0ms}, {0ms, 1400ms}, {700ms, 30ms}}) {
@@ -112,11 +102,7 @@ TEST_F(Recorder, ALateDeviceDoesNotShiftTheStreamsAgainstEachOther) {
         meeting.microphoneDevice().framesPerCycle = 441;
         meeting.speakerDevice().framesPerCycle = 2048;
         meeting.host.simulatedEnvironment.variables["TL_MACOS_UPLOAD_STEREO_LR"] = "1";
-        AudioRecorder pair({meeting.host.hardware, meeting.converters, meeting.host.writers,
-                            meeting.host.simulatedFiles, meeting.host.simulatedQueues,
-                            meeting.host.simulatedClock, meeting.host.simulatedAuthorization,
-                            meeting.host.simulatedEnvironment, meeting.host.simulatedStreams,
-                            nullptr});
+        AudioRecorder pair(meeting.recorderServices());
         pair.start(meeting.path);
         meeting.host.time.advance(3s);
         pair.stop();
@@ -214,11 +200,7 @@ TEST_F(Recorder, EveryStepOfAStartThatFailsIsReportedAndUndone) {
     };
     for (const Case& failing : cases) {
         test::SimulatedMeeting meeting;
-        AudioRecorder failed({meeting.host.hardware, meeting.converters, meeting.host.writers,
-                              meeting.host.simulatedFiles, meeting.host.simulatedQueues,
-                              meeting.host.simulatedClock, meeting.host.simulatedAuthorization,
-                              meeting.host.simulatedEnvironment, meeting.host.simulatedStreams,
-                              nullptr});
+        AudioRecorder failed(meeting.recorderServices());
         failing.spoil(meeting.host);
         failed.start(meeting.path);
         ASSERT_EQ(meeting.events().size(), 1U) << failing.message;
@@ -446,11 +428,8 @@ TEST_F(Recorder, TranscriptionDoesNotChangeASample) {
     record(1s);
     test::SimulatedMeeting other;
     other.host.simulatedEnvironment.variables["TL_RECORDER_STT_ENABLED"] = "1";
-    AudioRecorder transcribing(
-        {other.host.hardware, other.converters, other.host.writers, other.host.simulatedFiles,
-         other.host.simulatedQueues, other.host.simulatedClock, other.host.simulatedAuthorization,
-         other.host.simulatedEnvironment, other.host.simulatedStreams,
-         [](const std::string&, double) { return std::make_shared<ScriptedProvider>(); }});
+    AudioRecorder transcribing(other.recorderServices(
+        [](const std::string&, double) { return std::make_shared<ScriptedProvider>(); }));
     transcribing.start(other.path);
     other.host.time.advance(1s);
     transcribing.stop();

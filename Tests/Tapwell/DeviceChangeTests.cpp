@@ -90,11 +90,7 @@ struct DeviceChange : testing::Test {
     }
     SimulatedAudioHardware& hardware() { return meeting->host.hardware; }
     void start() {
-        auto& host = meeting->host;
-        recorder = std::make_unique<AudioRecorder>(AudioRecorder::Services{
-            host.hardware, meeting->converters, host.writers, host.simulatedFiles,
-            host.simulatedQueues, host.simulatedClock, host.simulatedAuthorization,
-            host.simulatedEnvironment, host.simulatedStreams, nullptr});
+        recorder = std::make_unique<AudioRecorder>(meeting->recorderServices());
         recorder->start(meeting->path);
     }
     void pass(std::chrono::nanoseconds length) { meeting->host.time.advance(length); }

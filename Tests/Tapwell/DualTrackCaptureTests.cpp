@@ -23,7 +23,7 @@ struct DualTrackCapture : testing::Test {
     test::TemporaryDirectory folder;
     SoxrSampleRateConverterFactory converters;
     SimulatedHost host{converters};
-    std::int64_t maximumFrames = MonoPcm16WavFileWriter::kMaximumFrames;
+    std::int64_t maximumFrames = kMaximumWavFrames;
     std::int64_t bytes = 0;
     std::shared_ptr<DualTrackPcmWavCaptureSession> session;
 

@@ -26,10 +26,7 @@ struct DualTrackRecorder : testing::Test, test::SimulatedMeeting {
 
     DualTrackRecorder() {
         set("TL_MACOS_DUAL_TRACK_RECORDING");
-        recorder = std::make_unique<AudioRecorder>(AudioRecorder::Services{
-            host.hardware, converters, host.writers, host.simulatedFiles, host.simulatedQueues,
-            host.simulatedClock, host.simulatedAuthorization, host.simulatedEnvironment,
-            host.simulatedStreams, nullptr});
+        recorder = std::make_unique<AudioRecorder>(recorderServices());
     }
     void set(const std::string& name) { host.simulatedEnvironment.variables[name] = "1"; }
     void record(std::chrono::nanoseconds duration) {
@@ -44,15 +41,6 @@ struct DualTrackRecorder : testing::Test, test::SimulatedMeeting {
         return {std::istreambuf_iterator<char>(stream), {}};
     }
 };
-
-/// The sample indices at which one channel of interleaved stereo jumps up.
-std::vector<double> edges(const std::vector<float>& interleaved, std::size_t channel) {
-    std::vector<double> found;
-    for (std::size_t i = channel + 2; i < interleaved.size(); i += 2)
-        if (interleaved[i] > 0.1F && interleaved[i - 2] <= 0.1F)
-            found.push_back(static_cast<double>(i / 2));
-    return found;
-}
 
 TEST_F(DualTrackRecorder, MergesBothSourcesMixed) {
     microphoneDevice().signal = [](double t) { return tone(t, 440, 0.3); };
@@ -123,11 +111,7 @@ TEST_F(DualTrackRecorder, ALateSourceDoesNotShiftTheTracks) {
             meeting.microphoneDevice().stampsHostTime = timed;
             meeting.host.simulatedEnvironment.variables = {{"TL_MACOS_DUAL_TRACK_RECORDING", "1"},
                                                            {"TL_MACOS_UPLOAD_STEREO_LR", "1"}};
-            AudioRecorder pair({meeting.host.hardware, meeting.converters, meeting.host.writers,
-                                meeting.host.simulatedFiles, meeting.host.simulatedQueues,
-                                meeting.host.simulatedClock, meeting.host.simulatedAuthorization,
-                                meeting.host.simulatedEnvironment, meeting.host.simulatedStreams,
-                                nullptr});
+            AudioRecorder pair(meeting.recorderServices());
             pair.start(meeting.path);
             meeting.host.time.advance(4s);
             pair.stop();

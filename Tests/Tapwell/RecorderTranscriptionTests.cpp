@@ -23,12 +23,10 @@ struct TranscribedMeeting : test::SimulatedMeeting {
         const SpeechProviderServices services{host.speechEngines(), host.converters(),
                                               host.queues(),        host.clock(),
                                               host.userDefaults(),  host.streams()};
-        recorder = std::make_unique<AudioRecorder>(AudioRecorder::Services{
-            host.hardware, converters, host.writers, host.simulatedFiles, host.simulatedQueues,
-            host.simulatedClock, host.simulatedAuthorization, host.simulatedEnvironment,
-            host.simulatedStreams, [services](const std::string& locale, double rate) {
+        recorder = std::make_unique<AudioRecorder>(
+            recorderServices([services](const std::string& locale, double rate) {
                 return createSpeechProvider(services, locale, rate, nullptr);
-            }});
+            }));
         return *recorder;
     }
     const std::vector<float>& heard() const {

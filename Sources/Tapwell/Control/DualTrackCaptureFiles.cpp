@@ -40,23 +40,24 @@ void setAside(const fs::path& path, int number, const Log& log) {
 }  // namespace
 
 DualTrackCaptureFiles DualTrackCaptureFiles::besideOutput(const std::string& outputPath) {
-    return {tapwell::besideOutput(outputPath, ".capture_system.wav"),
-            tapwell::besideOutput(outputPath, ".capture_mic.wav")};
+    return {{tapwell::besideOutput(outputPath, ".capture_system.wav"),
+             tapwell::besideOutput(outputPath, ".capture_mic.wav")}};
 }
 
 void DualTrackCaptureFiles::setAsideLeftOvers(const Log& log) const {
     // One number for both, so that they are seen to belong together.
     int number = 1;
-    while (isTaken(leftOverName(systemWav, number)) || isTaken(leftOverName(micWav, number)))
+    while (isTaken(leftOverName(paths.systemWav, number)) ||
+           isTaken(leftOverName(paths.micWav, number)))
         ++number;
-    setAside(systemWav, number, log);
-    setAside(micWav, number, log);
+    setAside(paths.systemWav, number, log);
+    setAside(paths.micWav, number, log);
 }
 
 void DualTrackCaptureFiles::remove() const {
     std::error_code ignored;
-    fs::remove(systemWav, ignored);
-    fs::remove(micWav, ignored);
+    fs::remove(paths.systemWav, ignored);
+    fs::remove(paths.micWav, ignored);
 }
 
 }  // namespace tapwell

@@ -20,7 +20,7 @@ DualTrackOutput::DualTrackOutput(const Services& services, const std::string& ou
     files_.setAsideLeftOvers(log_);
     session_ = DualTrackPcmWavCaptureSession::create(
         {services.files, services.converters, services.queues, services.clock, services.streams},
-        {files_.systemWav, files_.micWav}, mixBusSampleRateHz, onBytes);
+        files_.paths, mixBusSampleRateHz, onBytes);
     receiver_ = session_;
     try {
         session_->startWriters();
@@ -50,8 +50,8 @@ std::optional<std::int64_t> DualTrackOutput::finish() {
         merge();
     } catch (const RecorderError& error) {
         log_.line("dual-track merge failed: " + error.description());
-        log_.line("dual-track: what was captured is kept in \"" + files_.systemWav + "\" and \"" +
-                  files_.micWav + "\"");
+        log_.line("dual-track: what was captured is kept in \"" + files_.paths.systemWav +
+                  "\" and \"" + files_.paths.micWav + "\"");
         throw;
     }
     const RecordedFile file = RecordedFile::at(outputPath_);
@@ -63,7 +63,7 @@ std::optional<std::int64_t> DualTrackOutput::finish() {
 void DualTrackOutput::merge() {
     DualTrackWavMergeAndEncode(
         {services_.writers, services_.queues, services_.clock, services_.streams})
-        .merge({files_.systemWav, files_.micWav}, outputPath_, session_->captureMeta(), layout_);
+        .merge(files_.paths, outputPath_, session_->captureMeta(), layout_);
 }
 
 void DualTrackOutput::removeDualTrackCaptureWavsUnlessKept() const {

@@ -24,18 +24,17 @@ std::uint32_t wavRate(double rate) {
 }  // namespace
 
 std::shared_ptr<DualTrackPcmWavCaptureSession> DualTrackPcmWavCaptureSession::create(
-    const Services& services, const Paths& paths, double mixBusSampleRateHz,
+    const Services& services, const DualTrackWavPaths& paths, double mixBusSampleRateHz,
     const MonoPcm16WavFileWriter::OnBytes& onBytes, std::int64_t maximumFramesPerTrack) {
     return std::shared_ptr<DualTrackPcmWavCaptureSession>(new DualTrackPcmWavCaptureSession(
         services, paths, mixBusSampleRateHz, onBytes, maximumFramesPerTrack));
 }
 
 DualTrackPcmWavCaptureSession::DualTrackPcmWavCaptureSession(
-    const Services& services, const Paths& paths, double mixBusSampleRateHz,
+    const Services& services, const DualTrackWavPaths& paths, double mixBusSampleRateHz,
     const MonoPcm16WavFileWriter::OnBytes& onBytes, std::int64_t maximumFramesPerTrack)
     : mixBusSampleRateHz_(mixBusSampleRateHz),
-      maximumFramesPerTrack_(
-          std::min(maximumFramesPerTrack, MonoPcm16WavFileWriter::kMaximumFrames)),
+      maximumFramesPerTrack_(std::min(maximumFramesPerTrack, kMaximumWavFrames)),
       clock_(services.clock),
       log_(services.streams, "mic-debug"),
       system_{"system",

@@ -9,9 +9,11 @@
 #include "Tapwell/MixBus/CaptureReceiver.h"
 #include "Tapwell/MixBus/PCMToMixBusConverter.h"
 #include "Tapwell/Outputs/DualTrackCaptureMeta.h"
+#include "Tapwell/Outputs/DualTrackWavPaths.h"
 #include "Tapwell/Outputs/MonoPcm16WavFileWriter.h"
 #include "Tapwell/Outputs/TrackTimeline.h"
 #include "Tapwell/Outputs/TranscriptionPairing.h"
+#include "Tapwell/Outputs/WavHeader.h"
 #include "Tapwell/Transcription/SpeakerAttributor.h"
 
 #include <atomic>
@@ -40,19 +42,13 @@ public:
         StandardStreams& streams;
     };
 
-    /// The two files of a session.
-    struct Paths {
-        std::string systemWav;
-        std::string micWav;
-    };
-
     /// `onBytes` gets the byte counts of what is written, on either write queue. A track that
     /// holds `maximumFramesPerTrack` takes no more. Throws RecorderError for a mix rate that the
     /// converters refuse; one that is no whole number of Hz ends the process.
     static std::shared_ptr<DualTrackPcmWavCaptureSession> create(
-        const Services& services, const Paths& paths, double mixBusSampleRateHz,
+        const Services& services, const DualTrackWavPaths& paths, double mixBusSampleRateHz,
         const MonoPcm16WavFileWriter::OnBytes& onBytes,
-        std::int64_t maximumFramesPerTrack = MonoPcm16WavFileWriter::kMaximumFrames);
+        std::int64_t maximumFramesPerTrack = kMaximumWavFrames);
 
     /// Creates the files. Throws RecorderError.
     void startWriters();
@@ -84,7 +80,7 @@ public:
     DualTrackCaptureMeta captureMeta() const;
 
 private:
-    DualTrackPcmWavCaptureSession(const Services& services, const Paths& paths,
+    DualTrackPcmWavCaptureSession(const Services& services, const DualTrackWavPaths& paths,
                                   double mixBusSampleRateHz,
                                   const MonoPcm16WavFileWriter::OnBytes& onBytes,
                                   std::int64_t maximumFramesPerTrack);

@@ -84,7 +84,8 @@ void encode(const std::shared_ptr<TrackSink>& sink, double rate, std::int64_t to
 
 }  // namespace
 
-void DualTrackWavMergeAndEncode::merge(const Inputs& inputs, const std::string& outputM4a,
+void DualTrackWavMergeAndEncode::merge(const DualTrackWavPaths& inputs,
+                                       const std::string& outputM4a,
                                        const DualTrackCaptureMeta& meta,
                                        RecorderUploadLayout layout) const {
     MonoPcm16WavReader system(inputs.systemWav);

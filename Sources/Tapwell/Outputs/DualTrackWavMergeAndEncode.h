@@ -6,6 +6,7 @@
 #include "Platform/StandardStreams.h"
 #include "Tapwell/Configuration/RecorderUploadLayout.h"
 #include "Tapwell/Outputs/DualTrackCaptureMeta.h"
+#include "Tapwell/Outputs/DualTrackWavPaths.h"
 #include "Tapwell/Outputs/MonoPcm16WavReader.h"
 
 #include <cstdint>
@@ -25,11 +26,6 @@ public:
         StandardStreams& streams;
     };
 
-    struct Inputs {
-        std::string systemWav;
-        std::string micWav;
-    };
-
     /// Frames of silence before each track.
     struct Pads {
         std::int64_t padSys = 0;
@@ -43,8 +39,8 @@ public:
     /// Writes `outputM4a`, in place of a file that exists, and returns when it is finished; at the
     /// rate of the system's track. Throws RecorderError (codes 90 to 95, or the encoder's); what
     /// was written by then stays. The inputs are only read.
-    void merge(const Inputs& inputs, const std::string& outputM4a, const DualTrackCaptureMeta& meta,
-               RecorderUploadLayout layout) const;
+    void merge(const DualTrackWavPaths& inputs, const std::string& outputM4a,
+               const DualTrackCaptureMeta& meta, RecorderUploadLayout layout) const;
 
     /// How far each track is moved, in frames at `sampleRate`: by the capture times of their first
     /// frames, else so that their first sounds coincide; at most 30 seconds.

@@ -63,7 +63,7 @@ void MonoPcm16WavFileWriter::appendSilenceSync(std::int64_t sampleCount) {
 void MonoPcm16WavFileWriter::write(std::span<const std::byte> bytes) {
     if (writeError_) std::rethrow_exception(writeError_);
     if (!file_ || bytes.empty()) return;
-    constexpr std::uint64_t kMaximumBytes = 2 * kMaximumFrames;
+    constexpr std::uint64_t kMaximumBytes = 2 * kMaximumWavFrames;
     precondition(bytes.size() <= kMaximumBytes - dataByteCount_.load(), "WAV file is full");
     try {
         file_->append(bytes);

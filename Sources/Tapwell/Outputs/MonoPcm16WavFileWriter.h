@@ -22,9 +22,6 @@ public:
     /// Gets the byte count of each write of samples, on the thread that wrote.
     using OnBytes = std::function<void(std::int64_t)>;
 
-    /// What the sizes in a header can say.
-    static constexpr std::int64_t kMaximumFrames = (0xFFFFFFFFLL - 36) / 2;
-
     /// `sampleRate` in Hz; `onBytes` may be empty. `log` gets the reason of a failed start.
     MonoPcm16WavFileWriter(PrivateFileFactory& files, std::string path, std::uint32_t sampleRate,
                            OnBytes onBytes, Log log);
@@ -35,7 +32,7 @@ public:
 
     /// Appends samples in [-1, 1], and beyond, which is cut off. Does nothing when not started.
     /// Throws the first write's error, again and again. Ends the process where the file would
-    /// exceed kMaximumFrames.
+    /// exceed kMaximumWavFrames.
     void appendMonoFloatSync(std::span<const float> samples);
     /// Appends so many zeros; none for a count below 1. Otherwise as above.
     void appendSilenceSync(std::int64_t sampleCount);

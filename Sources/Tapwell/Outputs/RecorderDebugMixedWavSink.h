@@ -3,6 +3,7 @@
 #include "Platform/Environment.h"
 #include "Platform/PrivateFile.h"
 #include "Tapwell/Diagnostics/Log.h"
+#include "Tapwell/Outputs/WavHeader.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -20,13 +21,10 @@ public:
     /// Whether the user wants one, by `TL_RECORDER_DEBUG_WAV`.
     static bool shouldRecordDebugWav(const Environment& environment);
 
-    /// All that a WAV file can hold, in whole samples.
-    static constexpr std::size_t kMaximumBytes = 0xFFFFFFFF - 36 - 1;
-
     /// `sampleRate` in Hz. `log` is for the area "debug-wav". What is beyond `maximumBytes` is not
     /// kept, nor what there is no memory for.
     RecorderDebugMixedWavSink(PrivateFileFactory& files, std::string path, std::uint32_t sampleRate,
-                              Log log, std::size_t maximumBytes = kMaximumBytes);
+                              Log log, std::size_t maximumBytes = 2 * kMaximumWavFrames);
 
     void appendMonoFloatSamples(std::span<const float> samples);
 
