@@ -3,7 +3,7 @@
 #include <stdbool.h>
 #include <stdint.h>
 
-/// What a test tells the Swift module Speech, which stands for the system's, and asks it. Any thread.
+/// What a test tells the Swift module that stands for the system's Speech, and asks it. Any thread.
 #ifdef __cplusplus
 extern "C" {
 #endif

@@ -44,7 +44,8 @@ SwiftTasks::~SwiftTasks() {
 
 std::size_t SwiftTasks::run() {
     std::size_t steps = 0;
-    for (; !jobs.empty(); ++steps) swift_job_run(takeNext(), nullptr, 0);
+    for (; !jobs.empty(); ++steps)
+        swift_job_run(takeNext(), nullptr, 0);
     return steps;
 }
 

@@ -32,7 +32,8 @@ constexpr std::array<float, 2> samples = {0.5F, -0.5F};
 /// How long nothing happens before a test fails for it; never waited for when all is well.
 constexpr std::chrono::seconds kPatience(60);
 
-/// A transcriber and its analyzer as the recorder has them, whose handlers write down what they hear.
+/// A transcriber and its analyzer as the recorder has them; what their handlers hear goes to
+/// `hear`.
 struct Engines {
     explicit Engines(std::function<void(const std::string&)> heard) : hear(std::move(heard)) {}
 
@@ -90,9 +91,9 @@ TEST_F(SystemAnalyzerTest, TranscribesFromStartToEnd) {
     tasks.run();
     EXPECT_THAT(said, ElementsAre("started", "hel", "hello.", "the end.", "finished"));
     EXPECT_THAT(speechHeard(), ElementsAre(16383, -16383));
-    EXPECT_THAT(speechCalls(), ElementsAre("transcriber en_US progressiveTranscription",
-                                           "analyzer of 1", "start", "heard 2 at 16000",
-                                           "end of input", "finalize", "finished"));
+    EXPECT_THAT(speechCalls(),
+                ElementsAre("transcriber en_US progressiveTranscription", "analyzer of 1", "start",
+                            "heard 2 at 16000", "end of input", "finalize", "finished"));
 }
 
 TEST_F(SystemAnalyzerTest, LearnsTheStateOfItsModel) {
