@@ -78,9 +78,10 @@ constexpr OSStatus kFileExists = -11823;
     return status == noErr;
 }
 - (void)markAsFinished {
-    system().called("-[AVAssetWriterInput markAsFinished]");
+    const OSStatus status = system().called("-[AVAssetWriterInput markAsFinished]");
     if (![writer_ canAppend]) maccheck::raise("finished at the wrong time");
     isFinished_ = true;
+    if (status != noErr) [writer_ failWith:status in:"the encoder"];
 }
 @end
 
@@ -129,7 +130,7 @@ constexpr OSStatus kFileExists = -11823;
 }
 - (void)addInput:(AVAssetWriterInput*)input {
     system().called("-[AVAssetWriter addInput:]");
-    if (![self canAddInput:input] || input_ != nil || status_ != AVAssetWriterStatusUnknown)
+    if (input_ != nil || status_ != AVAssetWriterStatusUnknown)
         maccheck::raise("added what cannot be");
     input_ = input;
     input->writer_ = self;
@@ -149,8 +150,10 @@ constexpr OSStatus kFileExists = -11823;
     return status == noErr;
 }
 - (void)startSessionAtSourceTime:(CMTime)time {
-    system().called("-[AVAssetWriter startSessionAtSourceTime:]", textOf(time));
-    if (status_ != AVAssetWriterStatusWriting) maccheck::raise("a session before the start");
+    const OSStatus status =
+        system().called("-[AVAssetWriter startSessionAtSourceTime:]", textOf(time));
+    if (status != noErr) [self failWith:status in:"the disk"];
+    if (status_ != AVAssetWriterStatusWriting) maccheck::raise("a session of no running writer");
     hasSession_ = true;
 }
 /// What keeps the writer until the handler has run is up to its owner.

@@ -62,12 +62,12 @@ constexpr std::size_t kHeldBack = 2;
                                                  AVAudioConverterInputBlock)block {
     auto* const buffer = static_cast<AVAudioPCMBuffer*>(output);
     const OSStatus failure = maccheck::FakeSystem::get().called("-[AVAudioConverter convert]");
+    const AVAudioFrameCount capacity = buffer.frameCapacity;
+    float* const samples = buffer.floatChannelData[0];
     buffer.frameLength = 0;
-    while (buffer.frameLength < buffer.frameCapacity) {
-        float sample = 0;
-        if ([self takeOneInto:sample]) {
-            buffer.frameLength = buffer.frameLength + 1;
-            buffer.floatChannelData[0][buffer.frameLength - 1] = sample;
+    for (AVAudioFrameCount count = 0; count < capacity;) {
+        if ([self takeOneInto:samples[count]]) {
+            buffer.frameLength = ++count;
         } else if (unreadCount_ > 0) {
             heard_.push_back(*unread_++);
             --unreadCount_;

@@ -9,19 +9,10 @@
 #include <memory>
 #include <utility>
 
-namespace {
-
-id makeInstance(Class type) {
-    void* const bare = (__bridge void*)type;
-    return (__bridge_transfer id) static_cast<void*>(
-        maccheck::createInstance(static_cast<maccheck::Class*>(bare)));
-}
-
-}  // namespace
-
 @implementation NSObject
 + (instancetype)alloc {
-    return makeInstance(self);
+    auto* const type = static_cast<maccheck::Class*>((__bridge void*)self);
+    return (__bridge_transfer id) static_cast<void*>(maccheck::createInstance(type));
 }
 - (instancetype)init {
     return self;

@@ -96,4 +96,7 @@ const Method* ownMethod(const Class* type, const char* name);
 /// A new object, zeroed and with its C++ members made, that the caller owns.
 Object* createInstance(Class* type);
 
+/// Releases what code outside any pool has left.
+void emptyPools();
+
 }  // namespace maccheck

@@ -28,7 +28,7 @@ struct Program {
     std::vector<Module*> modules;
     std::map<std::string, Class*> classes;
     std::set<const Class*> linked;
-    std::map<std::pair<const Class*, std::string>, Slot> slots;
+    std::map<std::pair<const Class*, const Selector*>, Slot> slots;
 };
 
 Program& program() {
@@ -73,6 +73,7 @@ void append(MethodList*& methods, MethodList* more) {
 
 /// Links what has been announced since the last time.
 void linkModules() {
+    if (program().modules.empty()) return;
     std::vector<Module*> modules = std::exchange(program().modules, {});
     for (const Module* module : modules) {
         void** const definitions = module->symbols->definitions;
@@ -103,7 +104,7 @@ Slot* nilSlot() {
 }
 
 Slot* find(const Object* receiver, const Class* type, const Selector* selector) {
-    Slot& slot = program().slots[{type, selector->name}];
+    Slot& slot = program().slots[{type, selector}];
     for (const Class* at = type; slot.implementation == nullptr; at = at->superclass) {
         if (at == nullptr)
             die(std::string(isClass(receiver) ? "+[" : "-[") + type->name + ' ' + selector->name +

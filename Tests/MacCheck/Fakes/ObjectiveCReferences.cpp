@@ -12,7 +12,6 @@
 
 extern "C" {
 extern void* _NSConcreteGlobalBlock[];
-extern void* _NSConcreteMallocBlock[];
 extern void* _NSConcreteStackBlock[];
 }
 
@@ -30,13 +29,25 @@ Header* headerOf(Object* object) {
     return reinterpret_cast<Header*>(object) - 1;
 }
 
+struct Block {
+    Object object;
+    unsigned int flags;
+};
+
+/// The blocks' library leaves the class of a copy as it was.
 bool isBlock(const Object* object) {
     const void* const isa = object->isa;
-    return isa == _NSConcreteStackBlock || isa == _NSConcreteMallocBlock ||
-           isa == _NSConcreteGlobalBlock;
+    return isa == _NSConcreteStackBlock || isa == _NSConcreteGlobalBlock;
 }
 
+bool isCopiedBlock(const Object* object) {
+    constexpr unsigned int kNeedsFree = 1u << 24;
+    return (reinterpret_cast<const Block*>(object)->flags & kNeedsFree) != 0;
+}
+
+/// Also a block on the stack, as long as its function runs: only a copy of it is counted.
 bool livesForever(const Object* object) {
+    if (isBlock(object)) return !isCopiedBlock(object);
     return isClass(object) || isKindOf(object->isa, "NSConstantString");
 }
 
@@ -59,14 +70,14 @@ void destroy(Object* object) {
 }
 
 Object* retain(Object* object) {
-    if (object == nullptr || (!isBlock(object) && livesForever(object))) return object;
+    if (object == nullptr || livesForever(object)) return object;
     if (isBlock(object)) return static_cast<Object*>(_Block_copy(object));
     ++headerOf(object)->references;
     return object;
 }
 
 void release(Object* object) {
-    if (object == nullptr || (!isBlock(object) && livesForever(object))) return;
+    if (object == nullptr || livesForever(object)) return;
     if (isBlock(object)) return _Block_release(object);
     if (--headerOf(object)->references == 0) destroy(object);
 }
@@ -100,6 +111,12 @@ Object* createInstance(Class* type) {
     construct(type, object);
     ++FakeSystem::get().liveObjects;
     return object;
+}
+
+void emptyPools() {
+    for (Object* const object : std::exchange(pools(), {}))
+        release(object);
+    openPools = 0;
 }
 
 }  // namespace maccheck
@@ -151,7 +168,7 @@ Object* objc_retainAutoreleasedReturnValue(Object* object) {
 }
 
 Object* objc_retainBlock(Object* block) {
-    return maccheck::retain(block);
+    return static_cast<Object*>(_Block_copy(block));
 }
 
 void objc_storeStrong(Object** slot, Object* object) {
