@@ -3,11 +3,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <stdlib.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 namespace tapwell {
 namespace {
@@ -39,6 +40,13 @@ SampleBuffer makeBuffer(std::int64_t frame = 0) {
     return *buffer;
 }
 
+/// A new one, for tests may run side by side.
+std::filesystem::path makeFolder() {
+    std::string name = testing::TempDir() + "tapwell-asset-writer-XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder " + name);
+    return name;
+}
+
 /// An input of other making.
 struct OtherInput : AssetWriterInput {
     void setExpectsMediaDataInRealTime(bool) override {}
@@ -49,11 +57,7 @@ struct OtherInput : AssetWriterInput {
 };
 
 struct AssetWriterCallTest : testing::Test {
-    AssetWriterCallTest() {
-        fake.reset();
-        std::filesystem::remove_all(folder);
-        std::filesystem::create_directories(folder);
-    }
+    AssetWriterCallTest() { fake.reset(); }
     ~AssetWriterCallTest() override {
         input.reset();
         writer.reset();
@@ -96,8 +100,7 @@ struct AssetWriterCallTest : testing::Test {
     }
 
     FakeSystem& fake = FakeSystem::get();
-    const std::filesystem::path folder =
-        std::filesystem::path(testing::TempDir()) / "tapwell-asset-writer";
+    const std::filesystem::path folder = makeFolder();
     const std::string path = folder / "a b.m4a";
     std::unique_ptr<SystemAssetWriter> writer;
     std::shared_ptr<AssetWriterInput> input;

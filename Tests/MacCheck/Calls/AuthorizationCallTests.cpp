@@ -56,6 +56,10 @@ TEST_F(AuthorizationCallTest, TheAnswerLetsGoOfWhatWaitedForIt) {
     EXPECT_EQ(*waiting, 1);
 }
 
+TEST_F(AuthorizationCallTest, KnowsNothingOfSystemAudioWithoutThePermissionService) {
+    EXPECT_EQ(authorization.systemAudioPreflight(), std::nullopt);
+}
+
 TEST_F(AuthorizationCallTest, ReadsAndWritesTheUsersDefaults) {
     EXPECT_FALSE(defaults.boolForKey("asked"));
     defaults.setBool(true, "asked");
