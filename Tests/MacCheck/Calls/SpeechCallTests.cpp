@@ -104,6 +104,13 @@ TEST_F(SpeechCallTest, AsksTheUserFirstAndHandsResultsOnInOrder) {
     EXPECT_NE(queue, nullptr);
 }
 
+TEST_F(SpeechCallTest, AResultMayHaveNoText) {
+    start();
+    maccheck::say("", true);
+    fake.drain();
+    EXPECT_THAT(said, ElementsAre("."));
+}
+
 TEST_F(SpeechCallTest, PromptsOnce) {
     start();
     const auto second = startTask();

@@ -171,7 +171,7 @@ namespace {
 SFSpeechRecognitionResult* makeResult(const std::string& text, bool isFinal) {
     SFSpeechRecognitionResult* result = [[SFSpeechRecognitionResult alloc] init];
     result->best_ = [[SFTranscription alloc] init];
-    result->best_->text_ = maccheck::makeText(text);
+    if (!text.empty()) result->best_->text_ = maccheck::makeText(text);
     result->isFinal_ = isFinal;
     return result;
 }

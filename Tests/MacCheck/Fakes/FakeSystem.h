@@ -29,6 +29,7 @@ public:
     std::map<std::string, OSStatus> failures;
     std::map<std::pair<AudioObjectID, UInt32>, Value> properties;
     std::map<std::string, bool> defaults;  ///< also read
+    std::string locale = "en_US";          ///< the user's
     long microphoneStatus = 0;             ///< raw, as the system numbers it
     bool grantsMicrophone = false;
     long speechStatus = 0;  ///< raw; 0 until the user was asked

@@ -112,6 +112,9 @@ Slot* find(const Object* receiver, const Class* type, const Selector* selector) 
         if (const Method* const method = ownMethod(at, selector->name))
             slot = {at, type, method->types, 0, method->implementation};
     }
+    if (selector->types != nullptr && std::strcmp(selector->types, slot.types) != 0)
+        die(std::string(type->name) + ' ' + selector->name + " is sent as " + selector->types +
+            " and taken as " + slot.types);
     return &slot;
 }
 
