@@ -26,7 +26,10 @@ using testing::Contains;
 using testing::IsEmpty;
 
 struct ObjectCallTest : testing::Test {
-    ObjectCallTest() { fake.reset(); }
+    ObjectCallTest() {
+        maccheck::emptyPools();  // of a test that failed
+        fake.reset();
+    }
     ~ObjectCallTest() override {
         EXPECT_TRUE(fake.isClean()) << fake.liveObjects << " objects left";
     }
