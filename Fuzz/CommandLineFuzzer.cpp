@@ -26,11 +26,24 @@ std::optional<std::string> stringMember(const nlohmann::json& object, const char
 std::optional<tapwell::Command> referenceParse(std::string_view line) {
     // The library takes a NUL byte for the end of the text.
     if (line.find('\0') != std::string_view::npos) return std::nullopt;
-    const auto value = nlohmann::json::parse(tapwell::trimmed(line), nullptr, false);
+    const auto value = nlohmann::json::parse(tapwell::trimmed(line));
     if (!value.is_object()) return std::nullopt;
     const auto cmd = stringMember(value, "cmd");
     if (!cmd) return std::nullopt;
     return tapwell::Command{*cmd, stringMember(value, "outputPath")};
+}
+
+void compare(std::string_view line, const std::optional<tapwell::Command>& command) {
+    std::optional<tapwell::Command> expected;
+    try {
+        expected = referenceParse(line);
+    } catch (const nlohmann::json::parse_error&) {
+    } catch (const nlohmann::json::out_of_range&) {
+        return;  // a number too large for the library, which the recorder does not look at
+    }
+    if (command.has_value() != expected.has_value()) std::abort();
+    if (command && (command->cmd != expected->cmd || command->outputPath != expected->outputPath))
+        std::abort();
 }
 
 bool isDeep(std::string_view line) {
@@ -46,9 +59,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view line(reinterpret_cast<const char*>(data), size);
     const auto command = tapwell::parseCommand(line);
     if (size > kLongestLine || isDeep(line)) return 0;
-    const auto expected = referenceParse(line);
-    if (command.has_value() != expected.has_value()) std::abort();
-    if (command && (command->cmd != expected->cmd || command->outputPath != expected->outputPath))
-        std::abort();
+    compare(line, command);
     return 0;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/Simulated/SimulatedHost.h"
+#include "Support/HostConverters.h"
 #include "Support/TemporaryDirectory.h"
 #include "Tapwell/Control/AudioRecorder.h"
 
@@ -15,7 +15,7 @@ namespace tapwell::test {
 /// A simulated machine with a speaker and a microphone, ready to record.
 struct SimulatedMeeting {
     TemporaryDirectory folder;
-    SoxrSampleRateConverterFactory converters;
+    HostConverters converters;
     SimulatedHost host{converters};
     AudioObjectID speaker;
     AudioObjectID microphone;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/Simulated/SimulatedHost.h"
+#include "Support/HostConverters.h"
 #include "Tapwell/Transcription/SpeechProviderServices.h"
 
 #include <string>
@@ -11,7 +11,7 @@ namespace tapwell::test {
 
 /// A simulated machine with speech engines, for tests of the speech providers.
 struct SpeechTestBench {
-    SoxrSampleRateConverterFactory converters;
+    HostConverters converters;
     SimulatedHost host{converters};
     VirtualTime& time = host.time;
     SimulatedSpeechEngines& engines = host.simulatedSpeechEngines;

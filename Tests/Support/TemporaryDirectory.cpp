@@ -1,6 +1,7 @@
 #include "Support/TemporaryDirectory.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,5 @@
-#include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/Simulated/SimulatedHost.h"
+#include "Support/HostConverters.h"
 #include "Support/Pcm16Wav.h"
 #include "Support/PcmBuffers.h"
 #include "Support/TemporaryDirectory.h"
@@ -21,7 +21,7 @@ using testing::IsEmpty;
 
 struct DualTrackCapture : testing::Test {
     test::TemporaryDirectory folder;
-    SoxrSampleRateConverterFactory converters;
+    test::HostConverters converters;
     SimulatedHost host{converters};
     std::int64_t maximumFrames = kMaximumWavFrames;
     std::int64_t bytes = 0;

@@ -1,6 +1,6 @@
-#include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/RecorderError.h"
 #include "Platform/Simulated/SimulatedHost.h"
+#include "Support/HostConverters.h"
 #include "Support/Pcm16Wav.h"
 #include "Support/TemporaryDirectory.h"
 #include "Tapwell/Outputs/DualTrackWavMergeAndEncode.h"
@@ -23,7 +23,7 @@ using Samples = std::vector<std::int16_t>;
 
 struct DualTrackMerge : testing::Test {
     test::TemporaryDirectory folder;
-    SoxrSampleRateConverterFactory converters;
+    test::HostConverters converters;
     SimulatedHost host{converters};
     std::string output = folder.file("upload_audio.m4a");
     RecorderUploadLayout layout = RecorderUploadLayout::monoMix;

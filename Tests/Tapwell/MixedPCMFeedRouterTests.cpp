@@ -1,8 +1,8 @@
-#include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/Simulated/SimulatedAssetWriter.h"
 #include "Platform/Simulated/SimulatedClock.h"
 #include "Platform/Simulated/SimulatedQueueFactory.h"
 #include "Platform/Simulated/SimulatedStandardStreams.h"
+#include "Support/HostConverters.h"
 #include "Support/PcmBuffers.h"
 #include "Support/TemporaryDirectory.h"
 #include "Support/ToneAnalysis.h"
@@ -25,7 +25,7 @@ struct Router : testing::Test {
     SimulatedQueueFactory queues{time};
     SimulatedAssetWriterFactory writers{time};
     SimulatedStandardStreams streams;
-    SoxrSampleRateConverterFactory converters;
+    test::HostConverters converters;
     std::shared_ptr<TrackSink> sink =
         TrackSink::create({writers, queues, streams}, folder.file("a.m4a"), "mixed",
                           TrackSinkEncoding::mixedMonoFloatPCMToAAC, [](std::int64_t) {});

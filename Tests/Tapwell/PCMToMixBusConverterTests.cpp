@@ -1,6 +1,6 @@
-#include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/RecorderError.h"
 #include "Platform/Simulated/SimulatedStandardStreams.h"
+#include "Support/HostConverters.h"
 #include "Support/PcmBuffers.h"
 #include "Support/ToneAnalysis.h"
 #include "Tapwell/MixBus/PCMToMixBusConverter.h"
@@ -66,10 +66,10 @@ public:
 
 struct MixBusConverter : testing::Test {
     SimulatedStandardStreams streams;
-    SoxrSampleRateConverterFactory soxr;
+    test::HostConverters converters;
     Log log{streams, "pcm-mix-bus"};
 
-    PCMToMixBusConverter make(double rate) { return PCMToMixBusConverter(rate, soxr, log); }
+    PCMToMixBusConverter make(double rate) { return PCMToMixBusConverter(rate, converters, log); }
     int logged(const std::string& text) const {
         return streams.countErrorLines("[Tapwell][pcm-mix-bus] " + text);
     }

@@ -98,6 +98,47 @@ TEST(CommandLine, WhatIsNoCommandIsIgnored) {
         EXPECT_FALSE(parseCommand(line)) << line;
 }
 
+TEST(CommandLine, EscapesAreReadAsTheirCharacters) {
+    const auto command =
+        parseCommand(R"({"cm\u0064":"\"\\\/\b\f\n\r\t\u0001\u00E4\u65e5\uD83C\uDFA4"})");
+    ASSERT_TRUE(command);
+    EXPECT_EQ(command->cmd, "\"\\/\b\f\n\r\t\x01\u00e4\u65e5\U0001F3A4");
+}
+
+TEST(CommandLine, TextThatIsNoCharacterMakesALineUnreadable) {
+    for (const char* text :
+         {R"(\x)", R"(\u12)", R"(\u12g4)", R"(\uD83C)", R"(\uDFA4)", R"(\uD83C\u0041)",
+          R"(\uD83Cx)", "\t", "\x1f", "\x80", "\xC3", "\xC0\xAF", "\xE0\x80\x80", "\xED\xA0\x80",
+          "\xF0\x80\x80\x80", "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80"})
+        for (const char* member : {"cmd", "x"}) {
+            const std::string value = std::string(":\"") + text + "\"";
+            EXPECT_FALSE(
+                parseCommand("{\"" + std::string(member) + "\"" + value + ",\"cmd\":\"x\"}"))
+                << testing::PrintToString(text);
+        }
+}
+
+TEST(CommandLine, NumbersAreReadByTheGrammarAlone) {
+    for (const char* number :
+         {"0", "-0", "10", "0.5", "-1.25e+10", "1E-3", "1e999", "123456789012345678901234567890"})
+        EXPECT_TRUE(parseCommand(std::string(R"({"cmd":"x","n":)") + number + "}")) << number;
+    for (const char* number :
+         {"01", "+1", ".5", "1.", "-", "1e", "1e+", "0x1", "NaN", "Infinity", "--1"})
+        EXPECT_FALSE(parseCommand(std::string(R"({"cmd":"x","n":)") + number + "}")) << number;
+}
+
+TEST(CommandLine, EveryBeginningOfALineIsUnreadable) {
+    const std::string line =
+        R"({"cmd":"start","x":[1.5e3,true,false,null,{"y":"\u00e4"}],"outputPath":"\/a"})";
+    ASSERT_TRUE(parseCommand(line));
+    for (std::size_t length = 0; length < line.size(); ++length)
+        EXPECT_FALSE(parseCommand(line.substr(0, length))) << length;
+}
+
+TEST(CommandLine, AByteOrderMarkIsOverlooked) {
+    EXPECT_EQ(parseCommand("\xEF\xBB\xBF {\"cmd\":\"x\"}")->cmd, "x");
+}
+
 TEST(CommandLine, NulBytesMakeALineUnreadable) {
     EXPECT_FALSE(parseCommand(std::string_view("{\"cmd\":\0\"x\"}", 12)));
     EXPECT_FALSE(parseCommand(std::string_view("\0{\"cmd\":\"x\"}", 12)));

@@ -1,63 +1,50 @@
 #include "Tapwell/Protocol/EventEmitter.h"
 
-#include <nlohmann/json.hpp>
-
-#include <string>
+#include "Tapwell/Protocol/JsonObjectText.h"
 
 namespace tapwell {
 namespace {
 
-using Json = nlohmann::ordered_json;
+JsonObjectText record(std::string_view event) {
+    return JsonObjectText().add("event", event);
+}
 
-void write(StandardStreams& streams, const Json& record) {
-    std::string text;
-    try {
-        text = record.dump();
-    } catch (const Json::exception&) {
-        return;
-    }
-    std::string line;
-    line.reserve(text.size() + 16);
-    for (char c : text) {
-        // A slash can only occur inside a string here.
-        if (c == '/') line += '\\';
-        line += c;
-    }
-    line += '\n';
-    streams.writeOutput(line);
+void write(StandardStreams& streams, const JsonObjectText& record) {
+    if (auto line = record.text()) streams.writeOutput(*line += '\n');
 }
 
 }  // namespace
 
 void EventEmitter::emitEvent(const StartedEvent& event) const {
-    write(streams_, {{"event", "started"}, {"outputPath", event.outputPath}});
+    write(streams_, record("started").add("outputPath", event.outputPath));
 }
 
 void EventEmitter::emitEvent(const StatusEvent& event) const {
-    write(streams_, {{"event", "status"}, {"state", event.state}});
+    write(streams_, record("status").add("state", event.state));
 }
 
 void EventEmitter::emitEvent(const FinalizedEvent& event) const {
-    write(streams_, {{"event", "finalized"},
-                     {"outputPath", event.outputPath},
-                     {"bytes", event.bytes},
-                     {"durationMs", event.durationMs}});
+    write(streams_, record("finalized")
+                        .add("outputPath", event.outputPath)
+                        .add("bytes", event.bytes)
+                        .add("durationMs", event.durationMs));
 }
 
 void EventEmitter::emitEvent(const PermissionsEvent& event) const {
-    write(streams_, {{"event", "permissions"},
-                     {"microphone", event.microphone},
-                     {"systemAudio", event.systemAudio}});
+    write(streams_, record("permissions")
+                        .add("microphone", event.microphone)
+                        .add("systemAudio", event.systemAudio));
 }
 
 void EventEmitter::emitEvent(const ErrorEvent& event) const {
-    write(streams_, {{"event", "error"}, {"code", event.code}, {"message", event.message}});
+    write(streams_, record("error").add("code", event.code).add("message", event.message));
 }
 
 void EventEmitter::emitEvent(const TranscriptEvent& event) const {
-    Json record = {{"event", "transcript"}, {"text", event.text}, {"isFinal", event.isFinal}};
-    if (event.speaker) record["speaker"] = *event.speaker;
-    write(streams_, record);
+    JsonObjectText transcript = record("transcript");
+    transcript.add("text", event.text).add("isFinal", event.isFinal);
+    if (event.speaker) transcript.add("speaker", *event.speaker);
+    write(streams_, transcript);
 }
 
 }  // namespace tapwell

@@ -24,7 +24,7 @@ using Status = StandardStreams::InputStatus;
 class Pipe {
 public:
     Pipe() {
-        if (pipe2(ends_, O_CLOEXEC) != 0) std::abort();
+        if (pipe(ends_) != 0) std::abort();
     }
     ~Pipe() {
         closeReader();
