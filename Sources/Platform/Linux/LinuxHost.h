@@ -10,11 +10,9 @@
 #include "Platform/Linux/PipeWireAudioHardware.h"
 #include "Platform/Linux/SoxrSampleRateConverterFactory.h"
 #include "Platform/Linux/XdgUserDefaults.h"
+#include "Platform/Posix/AreaLog.h"
 #include "Platform/Posix/PosixPrivateFile.h"
 #include "Platform/Posix/PosixStandardStreams.h"
-
-#include <functional>
-#include <string>
 
 namespace tapwell {
 
@@ -34,25 +32,19 @@ public:
     UserDefaults& userDefaults() override { return userDefaults_; }
 
 private:
-    std::function<void(const std::string& message)> logOfArea(const std::string& area) {
-        return [this, prefix = "[Tapwell][" + area + "] "](const std::string& message) {
-            streams_.writeError(prefix + message + "\n");
-        };
-    }
-
     PosixStandardStreams streams_;
     LinuxClock clock_;
     LinuxEnvironment environment_;
     LinuxQueueFactory queues_;
-    PipeWireAudioHardware hardware_{logOfArea("pipewire")};
+    PipeWireAudioHardware hardware_{makeAreaLog(streams_, "pipewire")};
     LinuxAuthorization authorization_{hardware_};
     SoxrSampleRateConverterFactory converters_;
     FfmpegAssetWriterFactory writers_{clock_};
     PosixPrivateFileFactory files_;
-    XdgUserDefaults userDefaults_{environment_, logOfArea("defaults")};
+    XdgUserDefaults userDefaults_{environment_, makeAreaLog(streams_, "defaults")};
     LinuxSpeechEngines speechEngines_{SpeechModels::installed(environment_),
                                       LinuxSpeechEngines::machineHasAnalyzer(),
-                                      logOfArea("speech")};
+                                      makeAreaLog(streams_, "speech")};
 };
 
 }  // namespace tapwell

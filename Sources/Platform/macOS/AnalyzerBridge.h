@@ -47,10 +47,13 @@ void tapwellTranscriberReadResults(TapwellTranscriber* transcriber, void* contex
 TapwellAnalyzer* tapwellAnalyzerCreate(TapwellTranscriber* transcriber);
 /// Cancels it.
 void tapwellAnalyzerRelease(TapwellAnalyzer* analyzer);
-/// Answers once.
+/// Answers once. From then on the audio has the form that the system named with the rate, as far
+/// as the bridge can write it.
 void tapwellAnalyzerFormat(TapwellAnalyzer* analyzer, void* context, TapwellFormatAnswer answer);
-/// Copies `frames` mono samples at `sampleRate` Hz into the analyzer's input.
-void tapwellAnalyzerYield(TapwellAnalyzer* analyzer, const float* samples, int64_t frames,
+/// Copies `frames` mono samples at `sampleRate` Hz into the analyzer's input. Of audio that waits
+/// to be read no more than a minute is kept: beyond that the oldest goes until half a minute is
+/// left. Returns whether any had to go.
+bool tapwellAnalyzerYield(TapwellAnalyzer* analyzer, const float* samples, int64_t frames,
                           double sampleRate);
 void tapwellAnalyzerFinishInput(TapwellAnalyzer* analyzer);
 /// Each completes once.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Host.h"
+#include "Platform/Posix/AreaLog.h"
 #include "Platform/Posix/PosixPrivateFile.h"
 #include "Platform/Posix/PosixStandardStreams.h"
 #include "Platform/macOS/ConverterFactory.h"
@@ -41,7 +42,7 @@ private:
     SystemAssetWriterFactory writers_;
     PosixPrivateFileFactory files_;
     MacUserDefaults userDefaults_;
-    SystemSpeechEngines speechEngines_;
+    SystemSpeechEngines speechEngines_{makeAreaLog(streams_, "speech")};
 };
 
 }  // namespace tapwell

@@ -8,30 +8,35 @@ namespace tapwell {
 namespace {
 
 struct NativeInput final : SpeechAnalyzerInput {
-    explicit NativeInput(const std::shared_ptr<TapwellAnalyzer>& target) : weakAnalyzer(target) {}
+    NativeInput(const std::shared_ptr<TapwellAnalyzer>& target, SystemAnalyzer::Report targetReport)
+        : weakAnalyzer(target), report(std::move(targetReport)) {}
     void yield(const PcmBuffer& buffer) override {
         const auto analyzer = weakAnalyzer.lock();
         if (!analyzer) return;
         const auto samples = monoFloatSamples(buffer);
-        tapwellAnalyzerYield(analyzer.get(), samples.data(),
-                             static_cast<std::int64_t>(samples.size()),
-                             buffer.format().sampleRate());
+        const bool hasDropped = tapwellAnalyzerYield(analyzer.get(), samples.data(),
+                                                     static_cast<std::int64_t>(samples.size()),
+                                                     buffer.format().sampleRate());
+        if (hasDropped && !std::exchange(hasReported, true))
+            report("recognition is slower than the speech: some speech is left out");
     }
     void finish() override {
         if (const auto analyzer = weakAnalyzer.lock()) tapwellAnalyzerFinishInput(analyzer.get());
     }
     const std::weak_ptr<TapwellAnalyzer> weakAnalyzer;
+    const SystemAnalyzer::Report report;
+    bool hasReported = false;
 };
 
 }  // namespace
 
 SystemAnalyzer::SystemAnalyzer(std::shared_ptr<SystemTranscriber> transcriber,
-                               std::shared_ptr<SpeechGate> enginesGate)
+                               std::shared_ptr<SpeechGate> enginesGate, Report report)
     : transcriber_(std::move(transcriber)),
       enginesGate_(std::move(enginesGate)),
       gates_(enginesGate_),
       native_(tapwellAnalyzerCreate(transcriber_->native()), tapwellAnalyzerRelease),
-      input_(std::make_shared<NativeInput>(native_)) {}
+      input_(std::make_shared<NativeInput>(native_, std::move(report))) {}
 
 SystemAnalyzer::~SystemAnalyzer() {
     gates_.release();

@@ -3,15 +3,20 @@
 #include "Platform/SpeechAnalyzer.h"
 #include "Platform/macOS/SystemTranscriber.h"
 
+#include <functional>
 #include <memory>
+#include <string>
 
 namespace tapwell {
 
 /// The system's speech analyzer.
 class SystemAnalyzer final : public SpeechAnalyzer {
 public:
+    using Report = std::function<void(const std::string& message)>;
+
+    /// `report` gets log lines, on the threads that yield audio, within their calls.
     SystemAnalyzer(std::shared_ptr<SystemTranscriber> transcriber,
-                   std::shared_ptr<SpeechGate> enginesGate);
+                   std::shared_ptr<SpeechGate> enginesGate, Report report);
     ~SystemAnalyzer() override;
     SystemAnalyzer(const SystemAnalyzer&) = delete;
     SystemAnalyzer& operator=(const SystemAnalyzer&) = delete;

@@ -28,7 +28,7 @@ std::shared_ptr<SpeechTranscriber> SystemSpeechEngines::makeTranscriber(
 std::shared_ptr<SpeechAnalyzer> SystemSpeechEngines::makeAnalyzer(
     std::shared_ptr<SpeechTranscriber> transcriber) {
     return std::make_shared<SystemAnalyzer>(
-        std::dynamic_pointer_cast<SystemTranscriber>(std::move(transcriber)), gate_);
+        std::dynamic_pointer_cast<SystemTranscriber>(std::move(transcriber)), gate_, report_);
 }
 
 std::shared_ptr<SpeechRecognizer> SystemSpeechEngines::makeRecognizer(

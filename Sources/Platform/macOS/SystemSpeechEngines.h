@@ -3,14 +3,20 @@
 #include "Platform/SpeechEngines.h"
 #include "Platform/macOS/SpeechGate.h"
 
+#include <functional>
 #include <memory>
+#include <string>
+#include <utility>
 
 namespace tapwell {
 
 /// The system's speech recognition.
 class SystemSpeechEngines final : public SpeechEngines {
 public:
-    SystemSpeechEngines() = default;
+    using Report = std::function<void(const std::string& message)>;
+
+    /// `report` gets log lines, on threads that yield audio to an analyzer, and outlives them.
+    explicit SystemSpeechEngines(Report report) : report_(std::move(report)) {}
     ~SystemSpeechEngines() override { gate_->close(); }
     SystemSpeechEngines(const SystemSpeechEngines&) = delete;
     SystemSpeechEngines& operator=(const SystemSpeechEngines&) = delete;
@@ -25,6 +31,7 @@ public:
     std::shared_ptr<SpeechRecognizer> makeRecognizer(const std::string& localeIdentifier) override;
 
 private:
+    const Report report_;
     const std::shared_ptr<SpeechGate> gate_ = std::make_shared<SpeechGate>();
 };
 

@@ -10,6 +10,7 @@
 #include <optional>
 #include <utility>
 
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -19,6 +20,8 @@ struct TapwellTranscriber {
     std::string locale;
 };
 struct TapwellAnalyzer {
+    /// Samples after which something is dropped.
+    static constexpr std::size_t room = 4;
     std::vector<float> heard;
     bool hasEnded = false;
 };
@@ -86,8 +89,9 @@ void tapwellAnalyzerRelease(TapwellAnalyzer* analyzer) {
 void tapwellAnalyzerFormat(TapwellAnalyzer*, void* context, TapwellFormatAnswer answer) {
     bridge.format = {context, answer};
 }
-void tapwellAnalyzerYield(TapwellAnalyzer* analyzer, const float* samples, int64_t frames, double) {
+bool tapwellAnalyzerYield(TapwellAnalyzer* analyzer, const float* samples, int64_t frames, double) {
     analyzer->heard.insert(analyzer->heard.end(), samples, samples + frames);
+    return analyzer->heard.size() > TapwellAnalyzer::room;
 }
 void tapwellAnalyzerFinishInput(TapwellAnalyzer* analyzer) {
     analyzer->hasEnded = true;
@@ -122,11 +126,17 @@ struct AnalyzerCallTest : testing::Test {
         });
     }
 
+    std::shared_ptr<SystemAnalyzer> makeAnalyzer() {
+        return std::make_shared<SystemAnalyzer>(
+            transcriber, gate, [this](const std::string& message) { logged.push_back(message); });
+    }
+
     std::vector<std::string> said;
+    std::vector<std::string> logged;
     std::shared_ptr<SpeechGate> gate = std::make_shared<SpeechGate>();
     std::shared_ptr<SystemTranscriber> transcriber =
         std::make_shared<SystemTranscriber>("en_US", gate);
-    std::shared_ptr<SystemAnalyzer> analyzer = std::make_shared<SystemAnalyzer>(transcriber, gate);
+    std::shared_ptr<SystemAnalyzer> analyzer = makeAnalyzer();
 };
 
 TEST_F(AnalyzerCallTest, HandsResultsOnInOrder) {
@@ -218,6 +228,20 @@ TEST_F(AnalyzerCallTest, PassesAudioOnAndIgnoresItAfterItsRelease) {
     analyzer.reset();
     input->yield(*monoFloatBuffer(samples, 16000));
     input->finish();
+}
+
+TEST_F(AnalyzerCallTest, SaysOncePerAnalyzerThatSpeechIsLeftOut) {
+    const std::array<float, 2> samples = {0.25f, -0.5f};
+    for (int count = 1; count <= 2; ++count) {
+        analyzer = makeAnalyzer();
+        for (int i = 0; i < 2; ++i)
+            analyzer->input()->yield(*monoFloatBuffer(samples, 16000));
+        EXPECT_EQ(logged.size(), std::size_t(count - 1));
+        for (int i = 0; i < 3; ++i)
+            analyzer->input()->yield(*monoFloatBuffer(samples, 16000));
+        EXPECT_EQ(logged.size(), std::size_t(count));
+    }
+    EXPECT_THAT(logged, Each("recognition is slower than the speech: some speech is left out"));
 }
 
 TEST_F(AnalyzerCallTest, FinishesOnce) {

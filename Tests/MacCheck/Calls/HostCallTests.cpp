@@ -114,6 +114,16 @@ TEST_F(HostCallTest, HasTheSpeechEnginesOfTheSystem) {
     EXPECT_TRUE(engines.makeAnalyzer(transcriber));
 }
 
+TEST_F(HostCallTest, LogsToStandardErrorThatTheAnalyzerCannotKeepUp) {
+    SpeechEngines& engines = host->speechEngines();
+    const auto analyzer = engines.makeAnalyzer(engines.makeTranscriber("en_US"));
+    const std::array<float, 5> moreThanItTakes = {};
+    testing::internal::CaptureStderr();
+    analyzer->input()->yield(*monoFloatBuffer(moreThanItTakes, 16000));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "[Tapwell][speech] recognition is slower than the speech: some speech is left out\n");
+}
+
 TEST_F(HostCallTest, NothingIsCalledAfterTheHost) {
     const auto recognizer = host->speechEngines().makeRecognizer("en_US");
     ASSERT_TRUE(recognizer);

@@ -8,7 +8,9 @@
 #include <cmath>
 #include <utility>
 
+using testing::AllOf;
 using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
@@ -17,6 +19,9 @@ using testing::StartsWith;
 
 namespace maccheck {
 namespace {
+
+/// Of audio whose length is all that matters.
+constexpr std::size_t kFewHertz = 10;
 
 /// The C functions themselves, on the bridge that is compiled from Swift.
 struct AnalyzerBridgeTest : testing::TestWithParam<SwiftTasks::Order> {
@@ -43,9 +48,19 @@ struct AnalyzerBridgeTest : testing::TestWithParam<SwiftTasks::Order> {
     void start() { tapwellAnalyzerStart(analyzer, this, completed); }
     void finalize() { tapwellAnalyzerFinalize(analyzer, this, completed); }
     void install() { tapwellTranscriberInstall(transcriber, this, completed); }
-    void yield(const std::vector<float>& samples) const {
-        tapwellAnalyzerYield(analyzer, samples.data(), static_cast<std::int64_t>(samples.size()),
-                             16000);
+    /// Whether older audio had to go for it.
+    bool yield(const std::vector<float>& samples, double sampleRate = 16000) const {
+        return tapwellAnalyzerYield(analyzer, samples.data(),
+                                    static_cast<std::int64_t>(samples.size()), sampleRate);
+    }
+    /// Seconds of audio, every sample the same.
+    bool yieldSeconds(std::size_t seconds, float sample) const {
+        return yield(std::vector<float>(seconds * kFewHertz, sample), kFewHertz);
+    }
+    /// Learns what audio the system likes best, as the recorder does before it sends any.
+    void askForFormat() {
+        tapwellAnalyzerFormat(analyzer, this, [](void*, double) {});
+        tasks.run();
     }
 
     static AnalyzerBridgeTest& of(void* context) {
@@ -200,6 +215,141 @@ TEST_P(AnalyzerBridgeTest, HandsAudioOnAsSixteenBits) {
                 ElementsAre(0, 16383, -16383, 32767, -32767, 32767, -32767, 32767, 0, 32767));
     EXPECT_THAT(speechCalls(), Contains("heard 3 at 16000"));
     EXPECT_THAT(speechCalls(), Contains("heard 7 at 16000"));
+}
+
+TEST_P(AnalyzerBridgeTest, HandsAudioOnAsFloatsToASystemThatLikesThemBest) {
+    make();
+    fakeSpeechSetBestFormat(1, 16000, 1, false);
+    askForFormat();
+    start();
+    yield({0, 0.5F, -0.25F, 1e-9F, 1.5F, -3e38F, NAN, INFINITY, -INFINITY});
+    tasks.run();
+    EXPECT_THAT(speechHeardForms(), ElementsAre("float32 x1"));
+    EXPECT_THAT(speechHeard(), ElementsAre(0, 0.5, -0.25, double{1e-9F}, 1, -1, 0, 1, -1));
+    EXPECT_THAT(speechCalls(), Contains("heard 9 at 16000"));
+}
+
+TEST_P(AnalyzerBridgeTest, FillsEveryChannelAlike) {
+    make();
+    start();
+    for (const bool isInterleaved : {false, true}) {
+        for (const std::uint32_t commonFormat : {1U, 3U}) {
+            fakeSpeechSetBestFormat(commonFormat, 16000, 2, isInterleaved);
+            askForFormat();
+            yield({0.5F, -0.5F});
+            tasks.run();
+        }
+    }
+    EXPECT_THAT(speechHeardForms(), ElementsAre("float32 x2", "int16 x2", "float32 x2 interleaved",
+                                                "int16 x2 interleaved"));
+    EXPECT_THAT(speechHeard(), ElementsAre(0.5, 0.5, -0.5, -0.5, 16383, 16383, -16383, -16383,  //
+                                           0.5, 0.5, -0.5, -0.5, 16383, 16383, -16383, -16383));
+}
+
+TEST_P(AnalyzerBridgeTest, KeepsTheInterleavingThatTheSystemNamesForMono) {
+    make();
+    fakeSpeechSetBestSampleRate(16000);
+    askForFormat();
+    start();
+    yield({0.5F});
+    tasks.run();
+    EXPECT_THAT(speechHeardForms(), ElementsAre("int16 x1 interleaved"));
+    EXPECT_THAT(speechHeard(), ElementsAre(16383));
+}
+
+TEST_P(AnalyzerBridgeTest, SixteenBitMonoRemainsWhereTheSystemNamesAFormThatIsNotWritten) {
+    make();
+    start();
+    yield({0.5F});
+    const auto name = [](std::uint32_t commonFormat, std::uint32_t channels) {
+        fakeSpeechSetBestFormat(commonFormat, 16000, channels, true);
+    };
+    for (const std::uint32_t commonFormat : {0U, 2U, 4U}) {
+        name(commonFormat, 1);
+        askForFormat();
+        yield({0.5F});
+    }
+    name(1, 3);
+    askForFormat();
+    yield({0.5F});
+    name(1, 0);
+    askForFormat();
+    yield({0.5F});
+    fakeSpeechSetBestSampleRate(0);
+    askForFormat();
+    yield({0.5F});
+    tasks.run();
+    EXPECT_THAT(speechHeardForms(), AllOf(SizeIs(7), Each("int16 x1")));
+    EXPECT_THAT(speechHeard(), AllOf(SizeIs(7), Each(16383)));
+}
+
+TEST_P(AnalyzerBridgeTest, AMinuteOfAudioWaitsToBeRead) {
+    make();
+    for (int second = 0; second < 60; ++second)
+        EXPECT_FALSE(yieldSeconds(1, second == 0 ? 1 : 0.5F));
+    start();
+    tasks.run();
+    const auto heard = speechHeard();
+    ASSERT_THAT(heard, SizeIs(60 * kFewHertz));
+    EXPECT_EQ(heard.front(), 32767);
+}
+
+TEST_P(AnalyzerBridgeTest, OfMoreTheNewestHalfStays) {
+    make();
+    for (int second = 0; second < 60; ++second)
+        yieldSeconds(1, static_cast<float>(second) / 32767);
+    EXPECT_TRUE(yieldSeconds(1, 60.0F / 32767)) << "the first half goes at once";
+    EXPECT_EQ(fakeSpeechLivingCount(), 30 + 2) << "and is released";
+    for (int second = 61; second < 91; ++second)
+        EXPECT_FALSE(yieldSeconds(1, static_cast<float>(second) / 32767));
+    EXPECT_TRUE(yieldSeconds(1, 91.0F / 32767));
+    start();
+    tasks.run();
+    const auto heard = speechHeard();
+    ASSERT_THAT(heard, SizeIs(30 * kFewHertz));
+    for (std::size_t second = 0; second < 30; ++second)
+        EXPECT_EQ(std::lround(heard[second * kFewHertz]), 62 + static_cast<long>(second));
+}
+
+TEST_P(AnalyzerBridgeTest, WhatWaitsIsMeasuredInTimeWhateverItsBuffersAre) {
+    make();
+    for (int i = 0; i < 5900; ++i)
+        ASSERT_FALSE(yield({0}, 100));
+    const std::vector<float> atAnotherRate(4800, 0.0F);
+    EXPECT_FALSE(yield(atAnotherRate, 4800));
+    EXPECT_TRUE(yield(atAnotherRate, 4800));
+}
+
+TEST_P(AnalyzerBridgeTest, ABufferThatIsTooLongAloneIsHeard) {
+    make();
+    EXPECT_FALSE(yieldSeconds(61, 0.5F));
+    EXPECT_TRUE(yieldSeconds(62, -0.5F));
+    start();
+    tasks.run();
+    EXPECT_THAT(speechHeard(), AllOf(SizeIs(62 * kFewHertz), Each(-16383)));
+}
+
+TEST_P(AnalyzerBridgeTest, AudioThatIsReadMakesRoom) {
+    make();
+    start();
+    for (int minute = 0; minute < 3; ++minute) {
+        for (int second = 0; second < 60; ++second)
+            EXPECT_FALSE(yieldSeconds(1, 0.5F));
+        tasks.run();
+    }
+    EXPECT_THAT(speechHeard(), SizeIs(180 * kFewHertz));
+}
+
+TEST_P(AnalyzerBridgeTest, NothingGoesAfterTheEndOfTheInput) {
+    make();
+    for (int second = 0; second < 60; ++second)
+        yieldSeconds(1, 0.5F);
+    tapwellAnalyzerFinishInput(analyzer);
+    EXPECT_FALSE(yieldSeconds(1, 0.5F));
+    start();
+    tasks.run();
+    EXPECT_THAT(speechHeard(), SizeIs(60 * kFewHertz));
+    EXPECT_THAT(speechCalls(), Contains("end of input").Times(1));
 }
 
 TEST_P(AnalyzerBridgeTest, AudioWaitsForTheStart) {

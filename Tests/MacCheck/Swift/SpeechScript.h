@@ -2,7 +2,6 @@
 
 #include "Swift/FakeSpeech.h"
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,13 +16,22 @@ inline std::vector<std::string> speechCalls() {
     return calls;
 }
 
-/// Every sample that its analyzers took.
-inline std::vector<std::int16_t> speechHeard() {
-    std::vector<std::int16_t> samples;
-    fakeSpeechHeard(&samples, [](void* context, std::int16_t sample) {
-        static_cast<std::vector<std::int16_t>*>(context)->push_back(sample);
+/// Every sample that its analyzers took, frame by frame.
+inline std::vector<double> speechHeard() {
+    std::vector<double> samples;
+    fakeSpeechHeard(&samples, [](void* context, double sample) {
+        static_cast<std::vector<double>*>(context)->push_back(sample);
     });
     return samples;
+}
+
+/// What the buffers were like in which they came.
+inline std::vector<std::string> speechHeardForms() {
+    std::vector<std::string> forms;
+    fakeSpeechHeardForms(&forms, [](void* context, const char* form) {
+        static_cast<std::vector<std::string>*>(context)->emplace_back(form);
+    });
+    return forms;
 }
 
 }  // namespace maccheck

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -59,7 +60,8 @@ struct Engines {
     std::shared_ptr<SpeechGate> gate = std::make_shared<SpeechGate>();
     std::shared_ptr<SystemTranscriber> transcriber =
         std::make_shared<SystemTranscriber>("en_US", gate);
-    std::shared_ptr<SystemAnalyzer> analyzer = std::make_shared<SystemAnalyzer>(transcriber, gate);
+    std::shared_ptr<SystemAnalyzer> analyzer = std::make_shared<SystemAnalyzer>(
+        transcriber, gate, [this](const std::string& message) { hear("log: " + message); });
 };
 
 /// The host's classes on the bridge that is compiled from Swift.
@@ -118,6 +120,27 @@ TEST_F(SystemAnalyzerTest, AsksForMonoFloatsAtTheAnalyzersRate) {
               tapwell::AudioFormat::make(tapwell::CommonFormat::pcmFloat32, 16000, 1, false));
 }
 
+TEST_F(SystemAnalyzerTest, GetsFloatsWhereTheSystemLikesThemBest) {
+    fakeSpeechSetBestFormat(1, 16000, 1, false);
+    engines->analyzer->bestAvailableAudioFormat([](std::optional<tapwell::AudioFormat>) {});
+    tasks.run();
+    engines->start();
+    engines->analyzer->input()->yield(*tapwell::monoFloatBuffer(samples, 16000));
+    tasks.run();
+    EXPECT_THAT(speechHeard(), ElementsAre(0.5, -0.5));
+}
+
+TEST_F(SystemAnalyzerTest, SaysOnceThatItCannotKeepUp) {
+    const auto second = *tapwell::monoFloatBuffer(std::vector<float>(8000, 0.5F), 8000);
+    for (int i = 0; i < 60; ++i)
+        engines->analyzer->input()->yield(second);
+    EXPECT_THAT(said, IsEmpty());
+    for (int i = 0; i < 60; ++i)
+        engines->analyzer->input()->yield(second);
+    EXPECT_THAT(said,
+                ElementsAre("log: recognition is slower than the speech: some speech is left out"));
+}
+
 TEST_F(SystemAnalyzerTest, TellsOfFailures) {
     fakeSpeechFail("install", "no network");
     fakeSpeechFail("start", "no model");
@@ -168,6 +191,36 @@ TEST(SystemAnalyzerThreadsTest, MayBeReleasedAtAnyMomentOnSwiftsOwnThreads) {
         std::this_thread::yield();
     EXPECT_EQ(fakeSpeechLivingCount(), 0);
     EXPECT_THAT(speechCalls(), Contains("cancel").Times(200));
+}
+
+TEST(SystemAnalyzerThreadsTest, AudioIsHeardOnceAndInOrderOnSwiftsOwnThreads) {
+    fakeSpeechReset();
+    fakeSpeechSetBestFormat(1, 8000, 1, false);
+    constexpr int kBuffers = 5000;
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    {
+        Engines engines([](const std::string& text) { EXPECT_EQ(text, "started"); });
+        std::atomic<bool> isAnswered = false;
+        engines.analyzer->bestAvailableAudioFormat([&](const auto&) { isAnswered = true; });
+        while (!isAnswered && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+        ASSERT_TRUE(isAnswered);
+        engines.start();
+        for (int i = 0; i < kBuffers; ++i) {
+            const std::array<float, 1> sample = {static_cast<float>(i) / kBuffers};
+            engines.analyzer->input()->yield(*tapwell::monoFloatBuffer(sample, 8000));
+        }
+        engines.analyzer->input()->finish();
+        while (speechCalls().back() != "end of input" &&
+               std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+    }
+    while (fakeSpeechLivingCount() > 0 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::yield();
+    const auto heard = speechHeard();
+    ASSERT_EQ(heard.size(), std::size_t{kBuffers});
+    for (int i = 0; i < kBuffers; ++i)
+        ASSERT_EQ(heard[static_cast<std::size_t>(i)], double{static_cast<float>(i) / kBuffers});
 }
 
 }  // namespace

@@ -38,14 +38,13 @@ private final class Transcriber: Sendable {
 private final class Analyzer: Sendable {
     let transcriber: Transcriber
     let analyzer: SpeechAnalyzer
-    let input: AsyncStream<AnalyzerInput>
-    let inputBuilder: AsyncStream<AnalyzerInput>.Continuation
+    let input = WaitingAudio()
+    let form = Mutex(SampleForm())
     let starting = Mutex<Task<Void, Never>?>(nil)
 
     init(transcriber: Transcriber) {
         self.transcriber = transcriber
         analyzer = SpeechAnalyzer(modules: [transcriber.module])
-        (input, inputBuilder) = AsyncStream<AnalyzerInput>.makeStream()
     }
 
     static func from(_ handle: UnsafeMutableRawPointer) -> Analyzer {
@@ -162,7 +161,7 @@ public func analyzerCreate(_ transcriber: UnsafeMutableRawPointer) -> UnsafeMuta
 public func analyzerRelease(_ handle: UnsafeMutableRawPointer) {
     guard #available(macOS 26.0, *) else { return }
     let analyzer = Unmanaged<Analyzer>.fromOpaque(handle).takeRetainedValue()
-    analyzer.inputBuilder.finish()
+    analyzer.input.finish()
     Task.detached {
         // What comes to the system after its cancellation could start it once more.
         await analyzer.starting.withLock { $0 }?.value
@@ -182,43 +181,32 @@ public func analyzerFormat(
     Task.detached {
         let format = await SpeechAnalyzer.bestAvailableAudioFormat(
             compatibleWith: [analyzer.transcriber.module])
+        let form = format.flatMap { SampleForm($0) } ?? SampleForm()
+        analyzer.form.withLock { $0 = form }
         answer(context.pointer, format?.sampleRate ?? 0)
     }
-}
-
-/// The samples in a buffer of the form that the analyzer takes: 16-bit mono.
-@available(macOS 26.0, *)
-private func buffer(
-    _ samples: UnsafePointer<Float>, _ frames: Int, _ sampleRate: Double
-) -> AVAudioPCMBuffer? {
-    guard
-        let format = AVAudioFormat(
-            commonFormat: .pcmFormatInt16, sampleRate: sampleRate, channels: 1, interleaved: false),
-        let buffer = AVAudioPCMBuffer(pcmFormat: format, frameCapacity: AVAudioFrameCount(frames)),
-        let channel = buffer.int16ChannelData?[0]
-    else { return nil }
-    buffer.frameLength = AVAudioFrameCount(frames)
-    for frame in 0..<frames {
-        let sample = samples[frame]
-        channel[frame] = sample.isNaN ? 0 : Int16(max(-1, min(1, sample)) * 32767)
-    }
-    return buffer
 }
 
 @_cdecl("tapwellAnalyzerYield")
 public func analyzerYield(
     _ handle: UnsafeMutableRawPointer, _ samples: UnsafePointer<Float>, _ frames: Int64,
     _ sampleRate: Double
-) {
-    guard #available(macOS 26.0, *) else { return }
-    guard frames > 0, let buffer = buffer(samples, Int(frames), sampleRate) else { return }
-    Analyzer.from(handle).inputBuilder.yield(AnalyzerInput(buffer: buffer))
+) -> Bool {
+    guard #available(macOS 26.0, *) else { return false }
+    let analyzer = Analyzer.from(handle)
+    let form = analyzer.form.withLock { $0 }
+    guard
+        frames > 0,
+        let buffer = form.buffer(of: samples, frames: Int(frames), sampleRate: sampleRate)
+    else { return false }
+    return analyzer.input.append(
+        AnalyzerInput(buffer: buffer), seconds: Double(frames) / sampleRate)
 }
 
 @_cdecl("tapwellAnalyzerFinishInput")
 public func analyzerFinishInput(_ handle: UnsafeMutableRawPointer) {
     guard #available(macOS 26.0, *) else { return }
-    Analyzer.from(handle).inputBuilder.finish()
+    Analyzer.from(handle).input.finish()
 }
 
 @_cdecl("tapwellAnalyzerStart")
@@ -241,7 +229,7 @@ public func analyzerFinalize(
 ) {
     guard #available(macOS 26.0, *) else { return }
     let analyzer = Analyzer.from(handle)
-    analyzer.inputBuilder.finish()
+    analyzer.input.finish()
     run(Context(pointer: context), completion) {
         try await analyzer.analyzer.finalizeAndFinishThroughEndOfInput()
         // Its end comes after the last result, which another task hands on.

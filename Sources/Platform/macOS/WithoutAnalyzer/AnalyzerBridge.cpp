@@ -40,7 +40,9 @@ void tapwellAnalyzerFormat(TapwellAnalyzer*, void* context, TapwellFormatAnswer 
     answer(context, 0);
 }
 
-void tapwellAnalyzerYield(TapwellAnalyzer*, const float*, int64_t, double) {}
+bool tapwellAnalyzerYield(TapwellAnalyzer*, const float*, int64_t, double) {
+    return false;
+}
 
 void tapwellAnalyzerFinishInput(TapwellAnalyzer*) {}
 

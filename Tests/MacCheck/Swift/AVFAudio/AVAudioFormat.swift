@@ -1,7 +1,7 @@
 public typealias AVAudioFrameCount = UInt32
 public typealias AVAudioChannelCount = UInt32
 
-public enum AVAudioCommonFormat: UInt {
+public enum AVAudioCommonFormat: UInt, Sendable {
     case otherFormat = 0
     case pcmFormatFloat32
     case pcmFormatFloat64
@@ -16,14 +16,23 @@ public class AVAudioFormat {
     public let channelCount: AVAudioChannelCount
     public let isInterleaved: Bool
 
-    public init?(
+    /// Nil also for more than two channels, which need a layout that this does not name.
+    public convenience init?(
         commonFormat format: AVAudioCommonFormat, sampleRate: Double, channels: AVAudioChannelCount,
         interleaved: Bool
     ) {
-        guard sampleRate > 0, channels > 0 else { return nil }
+        guard format != .otherFormat, sampleRate > 0, 1...2 ~= channels else { return nil }
+        self.init(unchecked: format, sampleRate, channels, interleaved)
+    }
+
+    /// Of the fakes: as the system makes one of its own.
+    public init(
+        unchecked format: AVAudioCommonFormat, _ sampleRate: Double, _ channels: AVAudioChannelCount,
+        _ isInterleaved: Bool
+    ) {
         commonFormat = format
         self.sampleRate = sampleRate
         channelCount = channels
-        isInterleaved = interleaved
+        self.isInterleaved = isInterleaved
     }
 }

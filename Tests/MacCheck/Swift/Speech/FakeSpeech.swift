@@ -8,10 +8,11 @@ final class FakeSpeech: @unchecked Sendable {
     struct State {
         var supportedLocales: Set<String> = []
         var status = AssetInventory.Status.unsupported
-        var bestSampleRate = 0.0
+        var bestFormat: (@Sendable () -> AVAudioFormat)?
         var failures: [String: String] = [:]
         var calls: [String] = []
-        var heard: [Int16] = []
+        var heard: [Double] = []
+        var heardForms: [String] = []
         weak var transcriber: SpeechTranscriber?
     }
 
@@ -39,11 +40,28 @@ final class FakeSpeech: @unchecked Sendable {
 
     func hear(_ input: AnalyzerInput) {
         let buffer = input.buffer
-        let frames = Int(buffer.frameLength)
-        let samples = UnsafeBufferPointer(start: buffer.int16ChannelData?[0], count: frames)
+        let format = buffer.format
+        let samples =
+            samples(buffer, buffer.int16ChannelData) { Double($0) }
+            + samples(buffer, buffer.floatChannelData) { Double($0) }
+        let kind = buffer.int16ChannelData == nil ? "float32" : "int16"
         lock.withLock {
-            state.calls.append("heard \(frames) at \(Int(buffer.format.sampleRate))")
+            state.calls.append("heard \(buffer.frameLength) at \(Int(format.sampleRate))")
             state.heard += samples
+            state.heardForms.append(
+                "\(kind) x\(format.channelCount)" + (format.isInterleaved ? " interleaved" : ""))
+        }
+    }
+
+    private func samples<Sample>(
+        _ buffer: AVAudioPCMBuffer, _ channels: UnsafePointer<UnsafeMutablePointer<Sample>>?,
+        _ number: (Sample) -> Double
+    ) -> [Double] {
+        guard let channels else { return [] }
+        return (0..<Int(buffer.frameLength)).flatMap { frame in
+            (0..<Int(buffer.format.channelCount)).map { channel in
+                number(channels[channel][frame * buffer.stride])
+            }
         }
     }
 }

@@ -23,7 +23,19 @@ public func fakeSpeechSetStatus(_ status: Int32) {
 @available(macOS 26.0, *)
 @_cdecl("fakeSpeechSetBestSampleRate")
 public func fakeSpeechSetBestSampleRate(_ sampleRate: Double) {
-    FakeSpeech.shared.bestSampleRate = sampleRate
+    guard sampleRate > 0 else { return FakeSpeech.shared.bestFormat = nil }
+    FakeSpeech.shared.bestFormat = { AVAudioFormat(unchecked: .pcmFormatInt16, sampleRate, 1, true) }
+}
+
+@available(macOS 26.0, *)
+@_cdecl("fakeSpeechSetBestFormat")
+public func fakeSpeechSetBestFormat(
+    _ commonFormat: UInt32, _ sampleRate: Double, _ channels: UInt32, _ isInterleaved: Bool
+) {
+    let common = AVAudioCommonFormat(rawValue: UInt(commonFormat))!
+    FakeSpeech.shared.bestFormat = {
+        AVAudioFormat(unchecked: common, sampleRate, channels, isInterleaved)
+    }
 }
 
 @available(macOS 26.0, *)
@@ -57,9 +69,18 @@ public func fakeSpeechCalls(
 @_cdecl("fakeSpeechHeard")
 public func fakeSpeechHeard(
     _ context: UnsafeMutableRawPointer,
-    _ take: @convention(c) (UnsafeMutableRawPointer, Int16) -> Void
+    _ take: @convention(c) (UnsafeMutableRawPointer, Double) -> Void
 ) {
     for sample in FakeSpeech.shared.heard { take(context, sample) }
+}
+
+@available(macOS 26.0, *)
+@_cdecl("fakeSpeechHeardForms")
+public func fakeSpeechHeardForms(
+    _ context: UnsafeMutableRawPointer,
+    _ take: @convention(c) (UnsafeMutableRawPointer, UnsafePointer<CChar>) -> Void
+) {
+    for form in FakeSpeech.shared.heardForms { form.withCString { take(context, $0) } }
 }
 
 @available(macOS 26.0, *)

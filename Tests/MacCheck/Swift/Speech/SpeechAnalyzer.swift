@@ -19,9 +19,7 @@ public actor SpeechAnalyzer {
         compatibleWith modules: [any SpeechModule]
     ) async -> AVAudioFormat? {
         await Task.yield()
-        return AVAudioFormat(
-            commonFormat: .pcmFormatInt16, sampleRate: FakeSpeech.shared.bestSampleRate, channels: 1,
-            interleaved: true)
+        return FakeSpeech.shared.bestFormat?()
     }
 
     /// Returns at once.
