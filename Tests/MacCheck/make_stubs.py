@@ -1,7 +1,8 @@
 """Makes the linker's stubs (.tbd) of the system libraries.
 
-make_stubs.py SDK SYSTEM_LIBRARIES LIBCXX_NM: SDK is the folder to put them in; LIBCXX_NM holds the
-dynamic symbols of a libc++ and its ABI library as llvm-nm -D --format=just-symbols prints them.
+make_stubs.py SDK SYSTEM_LIBRARIES LIBCXX_NM: SDK is the folder to put them in; SYSTEM_LIBRARIES is
+SystemLibraries.txt, or more lines like its; LIBCXX_NM holds the dynamic symbols of a libc++ and its
+ABI library as llvm-nm -D --format=just-symbols prints them.
 """
 import collections
 import pathlib
@@ -36,6 +37,9 @@ def main():
     for library in sorted(set(symbols) | set(classes)):
         if library == "libobjc":
             path, install = sdk / "usr/lib/libobjc.tbd", "/usr/lib/libobjc.A.dylib"
+        elif library.startswith("libswift"):
+            path = sdk / f"usr/lib/swift/{library}.tbd"
+            install = f"/usr/lib/swift/{library}.dylib"
         else:
             path = sdk / f"System/Library/Frameworks/{library}.framework/{library}.tbd"
             install = f"/System/Library/Frameworks/{library}.framework/Versions/A/{library}"
