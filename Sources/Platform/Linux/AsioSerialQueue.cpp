@@ -143,7 +143,8 @@ void AsioSerialQueue::asyncAfter(std::chrono::nanoseconds delay, std::function<v
 }
 
 std::shared_ptr<QueueDoorbell> AsioSerialQueue::makeDoorbell(std::function<void()> work) {
-    auto doorbell = std::make_shared<QueueDoorbell>(core_->context, std::move(work));
+    const std::shared_ptr<asio::io_context> context(core_, &core_->context);
+    auto doorbell = std::make_shared<QueueDoorbell>(context, std::move(work));
     {
         const std::lock_guard lock(core_->mutex);
         std::erase_if(core_->doorbells, [](const auto& other) { return other.expired(); });

@@ -19,18 +19,19 @@ int makeEvent() {
 
 }  // namespace
 
-QueueDoorbell::QueueDoorbell(asio::io_context& context, std::function<void()> work)
-    : context_(context), event_(context, makeEvent()), work_(std::move(work)) {}
+QueueDoorbell::QueueDoorbell(std::shared_ptr<asio::io_context> context, std::function<void()> work)
+    : context_(std::move(context)), event_(*context_, makeEvent()), work_(std::move(work)) {}
 
 void QueueDoorbell::ring() {
     // Fails only when the counter is full, and then the event is set anyway.
     ::eventfd_write(event_.native_handle(), 1);
 }
 
+/// A queue that has ended runs nothing any more; what it is given then must not keep it.
 void QueueDoorbell::close() {
-    asio::post(context_, [self = shared_from_this()] {
+    asio::post(*context_, [weak = weak_from_this()] {
         asio::error_code ignored;
-        self->event_.close(ignored);
+        if (const auto self = weak.lock()) self->event_.close(ignored);
     });
 }
 

@@ -15,9 +15,8 @@ namespace tapwell {
 /// AsioSerialQueue.
 class QueueDoorbell : public std::enable_shared_from_this<QueueDoorbell> {
 public:
-    /// `context` must outlive the doorbell's use. Throws std::system_error when the process has no
-    /// descriptor left.
-    QueueDoorbell(asio::io_context& context, std::function<void()> work);
+    /// Throws std::system_error when the process has no descriptor left.
+    QueueDoorbell(std::shared_ptr<asio::io_context> context, std::function<void()> work);
 
     /// Begins to answer. Once.
     void open() { awaitRing(); }
@@ -31,7 +30,7 @@ public:
 private:
     void awaitRing();
 
-    asio::io_context& context_;
+    const std::shared_ptr<asio::io_context> context_;
     asio::posix::stream_descriptor event_;
     std::uint64_t rings_ = 0;
     const std::function<void()> work_;

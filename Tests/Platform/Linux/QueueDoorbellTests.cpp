@@ -113,9 +113,11 @@ TEST_F(DoorbellTest, AClosedOneKeepsNothing) {
 
 TEST_F(DoorbellTest, TheQueueClosesWhatIsLeft) {
     const auto held = std::make_shared<int>(0);
-    const auto bell = queue->makeDoorbell([held] {});
+    auto bell = queue->makeDoorbell([held] {});
     queue.reset();
     EXPECT_EQ(held.use_count(), 2) << "held by the doorbell alone";
+    bell->close();
+    bell.reset();
 }
 
 }  // namespace
