@@ -1,126 +1,21 @@
-#include "Support/SimulatedMeeting.h"
-#include "Tapwell/Control/AudioRecorder.h"
+#include "Support/DeviceChange.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <utility>
+#include <string>
+#include <vector>
 
 namespace tapwell {
 namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
+using test::DeviceChange;
 using testing::HasSubstr;
 
-constexpr double rate = 48000;
 constexpr auto tick = 1ns;
-/// On either side of silence: a filter rings there.
-constexpr std::size_t edgeSamples = 400;
-
-/// A sound whose every value tells when it was made, for twenty seconds. Positive on a meeting's
-/// first devices and negative on those it changes to.
-float timeCode(double seconds) {
-    return static_cast<float>(0.05 + seconds / 25);
-}
-double timeOf(float value) {
-    return (std::abs(value) - 0.05) * 25;
-}
-/// One side of a recording, judged sample by sample.
-struct Side {
-    std::vector<float> samples;
-    std::size_t silent = 0;     ///< samples
-    double worst = 0;           ///< distance in samples from where a sample belongs
-    std::size_t fromFirst = 0;  ///< samples of the first device
-    std::size_t fromNext = 0;   ///< samples of the devices changed to
-
-    /// `begin`: the time of the first sample.
-    void judge(double begin) {
-        silent = static_cast<std::size_t>(std::count(samples.begin(), samples.end(), 0.0F));
-        for (std::size_t i = edgeSamples; i + edgeSamples < samples.size(); ++i) {
-            const bool isAtEdge = samples[i - edgeSamples] * samples[i] <= 0 ||
-                                  samples[i + edgeSamples] * samples[i] <= 0;
-            if (isAtEdge) continue;
-            const double place = (timeOf(samples[i]) - begin) * rate;
-            worst = std::max(worst, std::abs(place - static_cast<double>(i)));
-            ++(samples[i] > 0 ? fromFirst : fromNext);
-        }
-    }
-};
-
-struct DeviceChange : testing::Test {
-    std::unique_ptr<test::SimulatedMeeting> meeting;
-    std::unique_ptr<AudioRecorder> recorder;
-    AudioObjectID headphones = 0;
-    AudioObjectID headsetMicrophone = 0;
-    Side system;
-    Side microphone;
-    /// What the recorder makes of the microphone's level.
-    float microphoneGain = 6;
-
-    DeviceChange() { prepare(); }
-
-    void prepare() {
-        recorder.reset();
-        meeting = std::make_unique<test::SimulatedMeeting>();
-        system = {};
-        microphone = {};
-        meeting->speakerDevice().signal = timeCode;
-        meeting->microphoneDevice().signal = [gain = microphoneGain](double t) {
-            return timeCode(t) / gain;
-        };
-        meeting->host.simulatedEnvironment.variables["TL_MACOS_UPLOAD_STEREO_LR"] = "1";
-        SimulatedDevice output;
-        output.uid = "headphones";
-        output.format = *AudioFormat::make(CommonFormat::pcmFloat32, 16000, 1, true);
-        output.framesPerCycle = 320;
-        output.startLatency = 80ms;
-        output.signal = [](double t) { return -timeCode(t); };
-        headphones = hardware().addDevice(output);
-        SimulatedDevice input;
-        input.uid = "headset microphone";
-        input.isInput = true;
-        input.format = *AudioFormat::make(CommonFormat::pcmFloat32, 44100, 1, false);
-        input.framesPerCycle = 441;
-        input.startLatency = 60ms;
-        input.signal = [gain = microphoneGain](double t) { return -timeCode(t) / gain; };
-        headsetMicrophone = hardware().addDevice(input);
-    }
-    SimulatedAudioHardware& hardware() { return meeting->host.hardware; }
-    void start() {
-        recorder = std::make_unique<AudioRecorder>(meeting->recorderServices());
-        recorder->start(meeting->path);
-    }
-    void pass(std::chrono::nanoseconds length) { meeting->host.time.advance(length); }
-    void passGrace() { pass(OutputRouteMonitor::startUpGrace); }
-
-    int rebuilds() { return meeting->logged("system tap rebuilt for new default output device"); }
-    int microphoneRestarts() { return meeting->logged("started halIn=") - 1; }
-
-    /// Stops, and takes the recording apart into its sides.
-    void finish() {
-        EXPECT_TRUE(recorder->isRecording());
-        recorder->stop();
-        EXPECT_THAT(meeting->events().back(), HasSubstr("finalized"));
-        EXPECT_EQ(meeting->logged("for drift"), 0) << "the mixer had nothing to pad";
-        const std::vector<float>& both = meeting->recorded();
-        for (std::size_t i = 0; i + 1 < both.size(); i += 2) {
-            microphone.samples.push_back(both[i]);
-            system.samples.push_back(both[i + 1]);
-        }
-        ASSERT_GT(system.samples.size(), 5000U);
-        const double begin = timeOf(system.samples[1000]) - 1000 / rate;
-        system.judge(begin);
-        microphone.judge(begin);
-    }
-    /// Every sample of both sides is where the moment of its capture belongs.
-    void expectEverythingInPlace(const std::string& what = "", double toleranceSamples = 1) {
-        EXPECT_LT(system.worst, toleranceSamples) << what;
-        EXPECT_LT(microphone.worst, toleranceSamples) << what;
-    }
-};
 
 /// The same in two files of 16 bits, whose steps tell the time within 40 samples.
 struct DualTrackDeviceChange : DeviceChange {
@@ -281,7 +176,7 @@ TEST_F(DeviceChange, ACaptureQueueThatStallsLosesNothing) {
     EXPECT_TRUE(std::is_sorted(left.begin(), left.end()));
     EXPECT_TRUE(std::is_sorted(right.begin(), right.end()));
     const std::size_t last = both.size() / 2 - 4800;
-    EXPECT_NEAR(timeOf(both[2 * last]), timeOf(both[2 * last + 1]), 1 / rate);
+    EXPECT_NEAR(code.timeOf(both, 2 * last), code.timeOf(both, 2 * last + 1), 1 / rate);
     EXPECT_EQ(meeting->logged("microphone came late; the other stream waits"), 1);
 }
 
