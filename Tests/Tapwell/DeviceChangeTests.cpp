@@ -338,6 +338,23 @@ TEST_F(DeviceChange, StopInEveryPhaseOfAChangeLeavesNothingBehind) {
     }
 }
 
+TEST_F(DeviceChange, StopWhileTheNewDevicesFirstAudioIsInItsFilterKeepsItInPlace) {
+    for (auto moment = 480ms; moment <= 600ms; moment += 10ms) {
+        const std::string what = std::to_string(moment.count()) + " ms after the change";
+        prepare();
+        start();
+        passGrace();
+        hardware().setDefaultOutput(headphones);
+        pass(moment);
+        ASSERT_NO_FATAL_FAILURE(finish()) << what;
+        expectEverythingInPlace(what);
+        if (moment >= 520ms) {
+            EXPECT_GT(system.fromNext, 0U) << what;
+            EXPECT_GE(system.silent, 3840U - edgeSamples) << what;
+        }
+    }
+}
+
 TEST_F(DeviceChange, ARecorderThatIsGoneDuringAChangeLeavesNothingBehind) {
     start();
     passGrace();
