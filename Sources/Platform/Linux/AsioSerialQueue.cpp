@@ -14,6 +14,7 @@
 #include <mutex>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace tapwell {
 
@@ -29,7 +30,7 @@ struct AsioSerialQueue::Core {
     static void startThread(const std::shared_ptr<Core>& core);
     void run();
     bool isOwnThread() { return context.get_executor().running_in_this_thread(); }
-    void cancelTimers();
+    void endWaits();
 
     const std::string label;
     const QualityOfService qualityOfService;
@@ -37,8 +38,9 @@ struct AsioSerialQueue::Core {
     asio::executor_work_guard<asio::io_context::executor_type> keepRunning =
         asio::make_work_guard(context);
     std::mutex mutex;
-    std::thread thread;  ///< guarded by mutex
-    TimerList timers;    ///< guarded by mutex
+    std::thread thread;                                   ///< guarded by mutex
+    TimerList timers;                                     ///< guarded by mutex
+    std::vector<std::weak_ptr<QueueDoorbell>> doorbells;  ///< guarded by mutex
 };
 
 // The default concurrency hint of the context matters: with a hint of 1, work that the queue's own
@@ -76,10 +78,12 @@ void AsioSerialQueue::Core::run() {
     context.run();
 }
 
-void AsioSerialQueue::Core::cancelTimers() {
+void AsioSerialQueue::Core::endWaits() {
     const std::lock_guard lock(mutex);
     for (asio::steady_timer& timer : timers)
         timer.cancel();
+    for (const auto& doorbell : doorbells)
+        if (const auto open = doorbell.lock()) open->close();
 }
 
 AsioSerialQueue::AsioSerialQueue(std::string label, QualityOfService qualityOfService)
@@ -93,9 +97,9 @@ AsioSerialQueue::~AsioSerialQueue() {
     }
     if (!thread.joinable()) return;
     Core* const core = core_.get();
-    // Behind all submitted work: from here on only cancelled timers are left to run.
+    // Behind all submitted work: from here on only waits that were ended are left to run.
     asio::post(core->context, [core] {
-        core->cancelTimers();
+        core->endWaits();
         core->keepRunning.reset();
     });
     if (core->isOwnThread())
@@ -136,6 +140,17 @@ void AsioSerialQueue::asyncAfter(std::chrono::nanoseconds delay, std::function<v
     const TimePoint now = asio::steady_timer::clock_type::now();
     const TimePoint deadline = delay > TimePoint::max() - now ? TimePoint::max() : now + delay;
     Core::submitAt(core_, deadline, std::move(work));
+}
+
+std::shared_ptr<QueueDoorbell> AsioSerialQueue::makeDoorbell(std::function<void()> work) {
+    auto doorbell = std::make_shared<QueueDoorbell>(core_->context, std::move(work));
+    {
+        const std::lock_guard lock(core_->mutex);
+        std::erase_if(core_->doorbells, [](const auto& other) { return other.expired(); });
+        core_->doorbells.push_back(doorbell);
+    }
+    Core::submit(core_, [doorbell] { doorbell->open(); });
+    return doorbell;
 }
 
 }  // namespace tapwell

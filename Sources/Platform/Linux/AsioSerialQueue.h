@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Linux/QueueDoorbell.h"
 #include "Platform/QueueFactory.h"
 #include "Platform/SerialQueue.h"
 
@@ -29,6 +30,11 @@ public:
     void sync(const std::function<void()>& work) override;
     using SerialQueue::asyncAfter;
     void asyncAfter(std::chrono::nanoseconds delay, std::function<void()> work) override;
+
+    /// A doorbell that has `work` run by this queue, in its turn. It is to be closed before the
+    /// queue goes; the queue closes what is left. Throws std::system_error when the process has no
+    /// descriptor left.
+    std::shared_ptr<QueueDoorbell> makeDoorbell(std::function<void()> work);
 
 private:
     struct Core;

@@ -13,21 +13,15 @@ CaptureFeed::CaptureFeed(std::uint32_t channels, double sampleRate)
       timeline_(sampleRate),
       ring_(channels, static_cast<std::size_t>(kRingSeconds * sampleRate), kSmallestBufferFrames) {}
 
-bool CaptureFeed::deliver(std::span<const float> samples, const CaptureCycle& cycle) {
+CaptureFeed::Need CaptureFeed::deliver(std::span<const float> samples, const CaptureCycle& cycle) {
     const std::size_t frames = samples.size() / channels_;
     graphRate_.store(cycle.rateDenominator, std::memory_order_relaxed);
     const CaptureTimes times = timeline_.place(cycle, frames);
     if (!ring_.push(samples, times)) {
-        // The queue has stalled and cannot tell; the loop's thread can.
-        return overrunFrames_.fetch_add(frames, std::memory_order_relaxed) == 0;
+        const auto lostBefore = overrunFrames_.fetch_add(frames, std::memory_order_relaxed);
+        return lostBefore == 0 ? Need::report : Need::nothing;
     }
-    if (pushedSinceDrain_.fetch_add(1) > 0) return false;
-    isDrainRequested_.store(true);
-    return true;
-}
-
-bool CaptureFeed::takeDrainRequest() {
-    return isDrainRequested_.exchange(false);
+    return pushedSinceDrain_.fetch_add(1) > 0 ? Need::nothing : Need::drain;
 }
 
 bool CaptureFeed::takeOverrunReport() {

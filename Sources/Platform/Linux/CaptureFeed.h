@@ -12,20 +12,24 @@
 namespace tapwell {
 
 /// One run of an I/O procedure, from its real-time callback to its queue: buffers go into a ring,
-/// and one drain at a time is requested by the real-time thread, submitted to the queue by the
-/// loop's thread and carried out by the queue.
+/// and one drain at a time is asked for by the real-time thread and carried out by the queue.
 class CaptureFeed {
 public:
     /// Seconds of audio that a stalled queue may fall behind.
     static constexpr double kRingSeconds = 2.2;
 
+    /// What the real-time thread has to see to.
+    enum class Need {
+        nothing,
+        drain,  ///< a drain, by the queue
+        report  ///< somebody to notice the first loss: the queue has stalled and cannot
+    };
+
     CaptureFeed(std::uint32_t channels, double sampleRate);
 
-    /// Real-time thread. True when a drain has to be submitted, that is, the loop's thread woken.
-    bool deliver(std::span<const float> samples, const CaptureCycle& cycle);
+    /// Real-time thread.
+    Need deliver(std::span<const float> samples, const CaptureCycle& cycle);
 
-    /// Loop's thread: whether a drain was requested, which the caller then submits.
-    bool takeDrainRequest();
     /// Loop's thread: true once, after audio was lost because the ring was full.
     bool takeOverrunReport();
 
@@ -47,7 +51,6 @@ private:
     /// Buffers pushed since the last drain began. Both sides read and write it in one step, so
     /// either the drain sees a buffer or the buffer's push sees that a drain is needed.
     std::atomic<std::uint32_t> pushedSinceDrain_{0};
-    std::atomic<bool> isDrainRequested_{false};
     std::atomic<std::uint64_t> overrunFrames_{0};
     std::atomic<std::uint32_t> graphRate_{0};
     std::atomic<bool> isCancelled_{false};

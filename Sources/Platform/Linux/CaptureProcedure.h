@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/AudioHardware.h"
+#include "Platform/Linux/AsioSerialQueue.h"
 #include "Platform/Linux/CaptureFeed.h"
 #include "Platform/Linux/PipeWireCaptureStream.h"
 
@@ -14,28 +15,33 @@ namespace tapwell {
 /// to its queue.
 class CaptureProcedure {
 public:
-    CaptureProcedure(AudioObjectID device, CaptureTarget target, std::shared_ptr<SerialQueue> queue,
-                     AudioIOBlock block);
+    CaptureProcedure(AudioObjectID device, CaptureTarget target,
+                     std::shared_ptr<AsioSerialQueue> queue, AudioIOBlock block);
+    ~CaptureProcedure() { stop(); }
+    CaptureProcedure(const CaptureProcedure&) = delete;
+    CaptureProcedure& operator=(const CaptureProcedure&) = delete;
 
     AudioObjectID device() const { return device_; }
     const CaptureTarget& target() const { return target_; }
     bool isRunning() const { return stream_ != nullptr; }
 
-    /// False when the server does not make the stream. `wake` as for PipeWireCaptureStream.
-    bool start(pw_core* core, std::function<void()> wake);
-    /// After the return nothing is submitted to the queue.
+    /// False when the server does not make the stream, or the process has no descriptor left.
+    /// `report` is called by the real-time thread when frames were lost for the first time.
+    bool start(pw_core* core, std::function<void()> report);
+    /// After the return nothing more is delivered, but for a buffer that is on its way.
     void stop();
 
-    /// Loop's thread: submits a drain if the real-time thread asked for one. Returns the number of
-    /// frames lost when that is to be reported, else 0.
-    std::uint64_t serve();
+    /// Loop's thread: the number of frames lost when that is to be reported, else 0.
+    std::uint64_t takeLostFrames();
 
 private:
     AudioObjectID device_;
     CaptureTarget target_;
-    std::shared_ptr<SerialQueue> queue_;
+    std::shared_ptr<AsioSerialQueue> queue_;
     std::shared_ptr<const AudioIOBlock> block_;  ///< shared with the drains that are under way
-    std::shared_ptr<CaptureFeed> feed_;          ///< a new one for each run
+    // New ones for each run.
+    std::shared_ptr<CaptureFeed> feed_;
+    std::shared_ptr<QueueDoorbell> doorbell_;
     std::unique_ptr<PipeWireCaptureStream> stream_;
 };
 

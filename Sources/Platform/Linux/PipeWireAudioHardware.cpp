@@ -16,7 +16,7 @@ struct PipeWireAudioHardware::Core {
         : log(std::move(logger)),
           connection({.changed = [this] { notifyListeners(); },
                       .willDisconnect = [this] { silence(); },
-                      .woken = [this] { serveProcedures(); }}) {}
+                      .woken = [this] { reportLosses(); }}) {}
 
     /// kAudioDevicePermissionsError when the server refuses us.
     OSStatus connect() {
@@ -53,9 +53,9 @@ struct PipeWireAudioHardware::Core {
         listeners.forgetValues();
     }
 
-    void serveProcedures() {
+    void reportLosses() {
         for (auto& [id, procedure] : procedures) {
-            const std::uint64_t lostFrames = procedure->serve();
+            const std::uint64_t lostFrames = procedure->takeLostFrames();
             if (lostFrames > 0)
                 log("capture buffer overrun: the queue of procedure " + std::to_string(id) +
                     " fell behind, " + std::to_string(lostFrames) + " frames lost so far");
@@ -163,14 +163,17 @@ OSStatus PipeWireAudioHardware::destroyAggregateDevice(AudioObjectID device) {
 OSStatus PipeWireAudioHardware::createIOProcID(AudioIOProcID& outProc, AudioObjectID device,
                                                const std::shared_ptr<SerialQueue>& queue,
                                                AudioIOBlock block) {
+    auto ownQueue = std::dynamic_pointer_cast<AsioSerialQueue>(queue);
+    if (ownQueue == nullptr) return kAudioHardwareIllegalOperationError;
     const PipeWireConnection::Lock lock(core_->connection);
     if (const OSStatus status = core_->connect(); status != noErr) return status;
     CaptureTarget target;
     if (const OSStatus status = core_->model.captureTarget(device, target); status != noErr)
         return status;
     outProc = ++core_->lastProcedure;
-    core_->procedures.emplace(outProc, std::make_unique<CaptureProcedure>(device, std::move(target),
-                                                                          queue, std::move(block)));
+    core_->procedures.emplace(
+        outProc, std::make_unique<CaptureProcedure>(device, std::move(target), std::move(ownQueue),
+                                                    std::move(block)));
     return noErr;
 }
 

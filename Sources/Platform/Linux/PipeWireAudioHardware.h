@@ -16,7 +16,8 @@ namespace tapwell {
 /// stay silent.
 ///
 /// Calls from several threads wait for each other. The queues given here are only submitted to,
-/// never waited for. The last reference to a queue is never dropped by a thread of this class.
+/// never waited for; those of I/O procedures must be this host's. The last reference to a queue is
+/// never dropped by a thread of this class.
 class PipeWireAudioHardware final : public AudioHardware {
 public:
     /// Gets one line for people, without its end. Called on any thread; must not call back.

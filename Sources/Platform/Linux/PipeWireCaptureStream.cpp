@@ -65,9 +65,9 @@ private:
 
 PipeWireCaptureStream::PipeWireCaptureStream(pw_core* core, const CaptureTarget& target,
                                              std::shared_ptr<CaptureFeed> feed,
-                                             std::function<void()> wake)
+                                             std::function<void(CaptureFeed::Need)> tell)
     : feed_(std::move(feed)),
-      wake_(std::move(wake)),
+      tell_(std::move(tell)),
       bytesPerFrame_(target.channelCount() * static_cast<std::uint32_t>(sizeof(float))),
       nodeGlobalId_(target.nodeGlobalId),
       passesOn_(target.passesOn),
@@ -136,7 +136,8 @@ void PipeWireCaptureStream::process(const pw_buffer& buffer, CaptureCycle cycle)
     const auto* first =
         reinterpret_cast<const float*>(static_cast<const std::byte*>(data.data) + offset);
     const std::span samples(first, std::size_t{frames} * bytesPerFrame_ / sizeof(float));
-    if (feed_->deliver(samples, cycle)) wake_();
+    const CaptureFeed::Need need = feed_->deliver(samples, cycle);
+    if (need != CaptureFeed::Need::nothing) tell_(need);
 }
 
 }  // namespace tapwell

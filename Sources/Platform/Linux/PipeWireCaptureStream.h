@@ -32,10 +32,11 @@ struct CaptureTarget {
 /// silent. Made and destroyed with the loop's lock held; after the destructor no callback runs.
 class PipeWireCaptureStream {
 public:
-    /// `wake` is called by the real-time thread when the feed has a request for the loop's thread.
-    /// Captures nothing when the server refuses, which `isConnected` tells.
+    /// `tell` is called by the real-time thread when the feed needs something. Captures nothing
+    /// when the server refuses, which `isConnected` tells.
     PipeWireCaptureStream(pw_core* core, const CaptureTarget& target,
-                          std::shared_ptr<CaptureFeed> feed, std::function<void()> wake);
+                          std::shared_ptr<CaptureFeed> feed,
+                          std::function<void(CaptureFeed::Need)> tell);
     ~PipeWireCaptureStream();
     PipeWireCaptureStream(const PipeWireCaptureStream&) = delete;
     PipeWireCaptureStream& operator=(const PipeWireCaptureStream&) = delete;
@@ -49,7 +50,7 @@ private:
     void process(const pw_buffer& buffer, CaptureCycle cycle);
 
     const std::shared_ptr<CaptureFeed> feed_;
-    const std::function<void()> wake_;
+    const std::function<void(CaptureFeed::Need)> tell_;
     const std::uint32_t bytesPerFrame_;
     const std::uint32_t nodeGlobalId_;
     const bool passesOn_;

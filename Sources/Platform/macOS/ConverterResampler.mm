@@ -64,14 +64,13 @@ bool ConverterResampler::Core::convert(AVAudioPCMBuffer* input,
             *outStatus = handedOut != nil ? AVAudioConverterInputStatus_HaveData : whenEmpty;
             return handedOut;
         }];
+    const bool isTaken = input != nil && next == nil;
+    if (isTaken) lastInput = input;
     if (status == AVAudioConverterOutputStatus_Error) {
         outError = describe(error);
         return false;
     }
-    if (input != nil && next == nil) {
-        lastInput = input;
-        outProgress.consumed = input.frameLength;
-    }
+    if (isTaken) outProgress.consumed = input.frameLength;
     outProgress.produced = converted.frameLength;
     std::copy_n(converted.floatChannelData[0], outProgress.produced, output);
     return true;

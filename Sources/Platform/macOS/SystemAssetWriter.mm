@@ -24,18 +24,28 @@ RecorderError cannotCreate(const std::string& path, const std::string& domain, i
     return RecorderError(domain, code, "Cannot create recording file \"" + path + "\": " + reason);
 }
 
-AVAssetWriter* makeWriter(const std::string& path) {
+void refuseExisting(const std::string& path) {
     struct stat found {};
     if (::lstat(path.c_str(), &found) == 0)
         throw cannotCreate(path, "POSIX", EEXIST, std::generic_category().message(EEXIST));
-    NSURL* url = [NSURL fileURLWithPath:[NSString stringWithUTF8String:path.c_str()]];
+}
+
+/// Nil with the reason.
+AVAssetWriter* makeWriter(const std::string& path, std::optional<RecorderError>& outReason) {
+    NSString* text = [NSString stringWithUTF8String:path.c_str()];
+    if (text == nil) {
+        outReason = cannotCreate(path, "POSIX", EILSEQ, "the path is no UTF-8");
+        return nil;
+    }
+    NSURL* url = [NSURL fileURLWithPath:text];
     NSError* error = nil;
     AVAssetWriter* writer = [[AVAssetWriter alloc] initWithURL:url
                                                       fileType:AVFileTypeAppleM4A
                                                          error:&error];
     if (writer != nil) return writer;
     const RecorderError reason = recorderError(error);
-    throw cannotCreate(path, reason.domain(), reason.code(), reason.description());
+    outReason = cannotCreate(path, reason.domain(), reason.code(), reason.description());
+    return nil;
 }
 
 /// Of types that have no fragments the system refuses them; the file is then whole only at its end.
@@ -54,10 +64,14 @@ struct SystemAssetWriter::Core {
 };
 
 SystemAssetWriter::SystemAssetWriter(const std::string& path) : core_(std::make_shared<Core>()) {
+    refuseExisting(path);
+    std::optional<RecorderError> reason;
     @autoreleasepool {
-        core_->writer = makeWriter(path);
-        askForFragments(core_->writer);
+        core_->writer = makeWriter(path, reason);
+        if (core_->writer != nil) askForFragments(core_->writer);
     }
+    // Within the pool, an exception would leave it as it is.
+    if (reason) throw RecorderError(*reason);
 }
 
 SystemAssetWriter::~SystemAssetWriter() = default;
@@ -70,9 +84,10 @@ std::shared_ptr<AssetWriterInput> SystemAssetWriter::makeInput(
 
 bool SystemAssetWriter::canAdd(const AssetWriterInput& input) const {
     const auto* ours = dynamic_cast<const SystemAssetWriterInput*>(&input);
-    if (ours == nullptr || ours->native() == nil || core_->input) return false;
+    if (ours == nullptr || core_->input) return false;
     @autoreleasepool {
-        return [core_->writer canAddInput:ours->native()];
+        AVAssetWriterInput* native = ours->native();
+        return native != nil && [core_->writer canAddInput:native];
     }
 }
 
@@ -97,7 +112,10 @@ bool SystemAssetWriter::startWriting() {
 
 void SystemAssetWriter::startSession(MediaTime sourceTime) {
     @autoreleasepool {
-        [core_->writer startSessionAtSourceTime:systemTime(sourceTime)];
+        @try {
+            [core_->writer startSessionAtSourceTime:systemTime(sourceTime)];
+        } @catch (NSException*) {  // the writer has failed since it started
+        }
     }
 }
 
@@ -109,11 +127,15 @@ void SystemAssetWriter::finishWriting(std::function<void()> completion) {
         }
         if (core_->input) core_->input->markAsFinished();
         const std::shared_ptr<Core> core = core_;
-        [core->writer finishWritingWithCompletionHandler:^{
+        @try {
+            [core->writer finishWritingWithCompletionHandler:^{
+                completion();
+                // The completion may have let go of this writer; the system's is kept until here.
+                (void)core->writer;
+            }];
+        } @catch (NSException*) {  // the writer has failed just now
             completion();
-            // The completion may have let go of this writer; the system's is kept until here.
-            (void)core->writer;
-        }];
+        }
     }
 }
 

@@ -56,11 +56,15 @@ void SystemAssetWriterInput::attach(AVAssetWriter* writer) {
 }
 
 void SystemAssetWriterInput::setExpectsMediaDataInRealTime(bool expects) {
-    core_->input.expectsMediaDataInRealTime = expects;
+    @autoreleasepool {
+        core_->input.expectsMediaDataInRealTime = expects;
+    }
 }
 
 bool SystemAssetWriterInput::expectsMediaDataInRealTime() const {
-    return core_->input.expectsMediaDataInRealTime;
+    @autoreleasepool {
+        return core_->input.expectsMediaDataInRealTime;
+    }
 }
 
 bool SystemAssetWriterInput::isReadyForMoreMediaData() const {
@@ -73,8 +77,8 @@ bool SystemAssetWriterInput::isReadyForMoreMediaData() const {
 }
 
 bool SystemAssetWriterInput::append(const SampleBuffer& buffer) {
-    if (core_->isFinished || core_->writer.status != AVAssetWriterStatusWriting) return false;
     @autoreleasepool {
+        if (core_->isFinished || core_->writer.status != AVAssetWriterStatusWriting) return false;
         const CFReference<CMSampleBufferRef> native = core_->format.makeSampleBuffer(buffer);
         if (!native) return false;
         @try {
@@ -87,7 +91,13 @@ bool SystemAssetWriterInput::append(const SampleBuffer& buffer) {
 
 void SystemAssetWriterInput::markAsFinished() {
     if (core_->isFinished.exchange(true)) return;
-    if (core_->writer.status == AVAssetWriterStatusWriting) [core_->input markAsFinished];
+    @autoreleasepool {
+        if (core_->writer.status != AVAssetWriterStatusWriting) return;
+        @try {
+            [core_->input markAsFinished];
+        } @catch (NSException*) {  // the writer has failed just now
+        }
+    }
 }
 
 }  // namespace tapwell

@@ -113,11 +113,15 @@ SystemSpeechRecognizer::SystemSpeechRecognizer(std::unique_ptr<Core> core)
 SystemSpeechRecognizer::~SystemSpeechRecognizer() = default;
 
 bool SystemSpeechRecognizer::isAvailable() const {
-    return core_->recognizer.isAvailable;
+    @autoreleasepool {
+        return core_->recognizer.isAvailable;
+    }
 }
 
 bool SystemSpeechRecognizer::supportsOnDeviceRecognition() const {
-    return core_->recognizer.supportsOnDeviceRecognition;
+    @autoreleasepool {
+        return core_->recognizer.supportsOnDeviceRecognition;
+    }
 }
 
 std::shared_ptr<SpeechRecognitionRequest> SystemSpeechRecognizer::makeRequest() {

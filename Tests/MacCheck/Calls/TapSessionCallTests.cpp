@@ -17,6 +17,7 @@ namespace {
 using maccheck::FakeSystem;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 
 /// The recorder's own tap session on this host, down to the system's calls.
 struct TapSessionCallTest : testing::Test {
@@ -69,6 +70,8 @@ TEST_F(TapSessionCallTest, BuildsInOrderAndTakesDownInReverse) {
     record();
     EXPECT_TRUE(hasRun) << thrown;
     EXPECT_EQ(cycles, 1);
+    EXPECT_THAT(fake.lastTap, MatchesRegex(R"("Tolvane Recorder Tap" [0-9A-F-]{36} )"
+                                           R"(but \[55\] mute 0)"));
     EXPECT_THAT(callsThatChange(),
                 ElementsAre("AudioHardwareCreateProcessTap", "AudioHardwareCreateAggregateDevice",
                             "AudioDeviceCreateIOProcIDWithBlock 102", "AudioDeviceStart 102",

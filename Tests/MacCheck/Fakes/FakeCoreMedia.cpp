@@ -68,4 +68,8 @@ OSStatus CMSampleBufferCreateReady(CFAllocatorRef, CMBlockBufferRef data,
     return noErr;
 }
 
+CMTime CMTimeMake(std::int64_t value, std::int32_t timescale) {
+    return {value, timescale, kCMTimeFlags_Valid, 0};
+}
+
 }  // extern "C"

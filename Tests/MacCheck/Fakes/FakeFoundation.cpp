@@ -171,4 +171,13 @@ void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, co
                  std::pair(asObject(CFRetain(key)), asObject(CFRetain(value))));
 }
 
+/// A locale is its identifier.
+CFLocaleRef CFLocaleCopyCurrent(void) {
+    return as<CFLocaleRef>(asObject(maccheck::makeString(maccheck::FakeSystem::get().locale)));
+}
+
+CFStringRef CFLocaleGetIdentifier(CFLocaleRef locale) {
+    return as<CFStringRef>(asObject(locale));
+}
+
 }  // extern "C"

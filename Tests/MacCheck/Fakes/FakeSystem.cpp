@@ -14,8 +14,13 @@ void FakeSystem::reset() {
 }
 
 OSStatus FakeSystem::called(const std::string& function, AudioObjectID object) {
-    calls.push_back(object == 0 ? function : function + " " + std::to_string(object));
-    const auto failure = failures.find(function);
+    return called(function, object == 0 ? std::string() : std::to_string(object));
+}
+
+OSStatus FakeSystem::called(const std::string& function, const std::string& details) {
+    calls.push_back(details.empty() ? function : function + ' ' + details);
+    auto failure = failures.find(function);
+    if (failure == failures.end()) failure = failures.find(calls.back());
     return failure == failures.end() ? noErr : failure->second;
 }
 
@@ -54,7 +59,9 @@ void FakeSystem::drain() {
     while (!work.empty()) {
         const Work next = work.front();
         work.erase(work.begin());
+        runningQueue = next.queue;
         next.function(next.context);
+        runningQueue = nullptr;
         dispatch_release(next.queue);
     }
 }

@@ -59,21 +59,33 @@ TEST(CaptureRing, HoldsAtLeastWhatItWasMadeFor) {
 }
 
 TEST(CaptureFeed, AsksForOneDrainAtATime) {
+    using Need = CaptureFeed::Need;
     CaptureFeed feed(1, 48000);
     const std::vector<float> samples(64);
-    EXPECT_FALSE(feed.takeDrainRequest());
-    EXPECT_TRUE(feed.deliver(samples, {}));
-    EXPECT_FALSE(feed.deliver(samples, {}));
-    EXPECT_TRUE(feed.takeDrainRequest());
-    EXPECT_FALSE(feed.takeDrainRequest());
-    EXPECT_FALSE(feed.deliver(samples, {}));
+    EXPECT_EQ(feed.deliver(samples, {}), Need::drain);
+    EXPECT_EQ(feed.deliver(samples, {}), Need::nothing);
+    EXPECT_EQ(feed.deliver(samples, {}), Need::nothing);
     int blocks = 0;
     feed.drain([&](const AudioTimeStamp&, AudioBufferList, const AudioTimeStamp&) { ++blocks; });
     EXPECT_EQ(blocks, 3);
-    EXPECT_TRUE(feed.deliver(samples, {}));
+    EXPECT_EQ(feed.deliver(samples, {}), Need::drain);
     feed.cancel();
     feed.drain([&](const AudioTimeStamp&, AudioBufferList, const AudioTimeStamp&) { ++blocks; });
     EXPECT_EQ(blocks, 3);
+}
+
+TEST(CaptureFeed, AsksOnceForAReportOfWhatIsLost) {
+    using Need = CaptureFeed::Need;
+    CaptureFeed feed(1, 48000);
+    const std::vector<float> samples(4800);
+    std::vector<Need> needs;
+    while (feed.overrunFrames() < 3 * samples.size())
+        needs.push_back(feed.deliver(samples, {}));
+    EXPECT_EQ(needs.front(), Need::drain);
+    EXPECT_EQ(std::count(needs.begin(), needs.end(), Need::report), 1);
+    EXPECT_EQ(needs[needs.size() - 3], Need::report);
+    EXPECT_TRUE(feed.takeOverrunReport());
+    EXPECT_FALSE(feed.takeOverrunReport());
 }
 
 /// A consumer that drains only when asked gets everything, once and in order.
@@ -81,10 +93,11 @@ TEST(CaptureFeed, LosesNoWakeUp) {
     constexpr int kBuffers = 20000;
     CaptureFeed feed(1, 48000);
     std::atomic<int> received{0};
+    std::atomic<bool> isDrainNeeded{false};
     std::thread consumer([&] {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
         while (received < kBuffers && std::chrono::steady_clock::now() < deadline) {
-            if (!feed.takeDrainRequest()) continue;
+            if (!isDrainNeeded.exchange(false)) continue;
             feed.drain([&](const AudioTimeStamp&, AudioBufferList input, const AudioTimeStamp&) {
                 EXPECT_EQ(*static_cast<const float*>(input.front().data),
                           static_cast<float>(received));
@@ -94,7 +107,7 @@ TEST(CaptureFeed, LosesNoWakeUp) {
     });
     for (int i = 0; i < kBuffers; ++i) {
         const std::vector<float> samples(16, static_cast<float>(i));
-        feed.deliver(samples, {});
+        if (feed.deliver(samples, {}) == CaptureFeed::Need::drain) isDrainNeeded = true;
         // Faster than any device, but not faster than the ring is large.
         while (i - received > 100)
             std::this_thread::yield();

@@ -2,16 +2,17 @@
 // check of the system's version, so that the program starts on older ones.
 
 import AVFAudio
-import CoreMedia
 import Foundation
 import Speech
+import Synchronization
 
-public typealias Completion = @convention(c) (UnsafeMutableRawPointer?, UnsafePointer<CChar>?) -> Void
-public typealias SupportAnswer = @convention(c) (UnsafeMutableRawPointer?, Bool) -> Void
-public typealias StatusAnswer = @convention(c) (UnsafeMutableRawPointer?, Int32) -> Void
-public typealias FormatAnswer = @convention(c) (UnsafeMutableRawPointer?, Double) -> Void
+public typealias Completion =
+    @convention(c) @Sendable (UnsafeMutableRawPointer?, UnsafePointer<CChar>?) -> Void
+public typealias SupportAnswer = @convention(c) @Sendable (UnsafeMutableRawPointer?, Bool) -> Void
+public typealias StatusAnswer = @convention(c) @Sendable (UnsafeMutableRawPointer?, Int32) -> Void
+public typealias FormatAnswer = @convention(c) @Sendable (UnsafeMutableRawPointer?, Double) -> Void
 public typealias ResultHandler =
-    @convention(c) (UnsafeMutableRawPointer?, UnsafePointer<CChar>?, Bool) -> Void
+    @convention(c) @Sendable (UnsafeMutableRawPointer?, UnsafePointer<CChar>?, Bool) -> Void
 
 /// A caller's pointer on its way through a task; the caller sees to its safety.
 private struct Context: @unchecked Sendable {
@@ -19,8 +20,9 @@ private struct Context: @unchecked Sendable {
 }
 
 @available(macOS 26.0, *)
-private final class Transcriber: @unchecked Sendable {
+private final class Transcriber: Sendable {
     let module: SpeechTranscriber
+    let reading = Mutex<Task<Void, Never>?>(nil)
 
     init(locale: String) {
         module = SpeechTranscriber(
@@ -33,14 +35,15 @@ private final class Transcriber: @unchecked Sendable {
 }
 
 @available(macOS 26.0, *)
-private final class Analyzer: @unchecked Sendable {
-    let module: SpeechTranscriber
+private final class Analyzer: Sendable {
+    let transcriber: Transcriber
     let analyzer: SpeechAnalyzer
     let input: AsyncStream<AnalyzerInput>
     let inputBuilder: AsyncStream<AnalyzerInput>.Continuation
+    let starting = Mutex<Task<Void, Never>?>(nil)
 
     init(transcriber: Transcriber) {
-        module = transcriber.module
+        self.transcriber = transcriber
         analyzer = SpeechAnalyzer(modules: [transcriber.module])
         (input, inputBuilder) = AsyncStream<AnalyzerInput>.makeStream()
     }
@@ -52,10 +55,11 @@ private final class Analyzer: @unchecked Sendable {
 
 /// Runs `work` in a task and tells `completion` how it ended.
 @available(macOS 26.0, *)
+@discardableResult
 private func run(
     _ context: Context, _ completion: @escaping Completion,
     _ work: @escaping @Sendable () async throws -> Void
-) {
+) -> Task<Void, Never> {
     Task.detached {
         do {
             try await work()
@@ -137,13 +141,15 @@ public func transcriberReadResults(
     guard #available(macOS 26.0, *) else { return }
     let context = Context(pointer: context)
     let transcriber = Transcriber.from(handle)
-    run(context, onEnd) {
-        for try await result in transcriber.module.results {
+    let module = transcriber.module
+    let reading = run(context, onEnd) {
+        for try await result in module.results {
             String(result.text.characters).withCString {
                 onResult(context.pointer, $0, result.isFinal)
             }
         }
     }
+    transcriber.reading.withLock { $0 = reading }
 }
 
 @_cdecl("tapwellAnalyzerCreate")
@@ -157,7 +163,12 @@ public func analyzerRelease(_ handle: UnsafeMutableRawPointer) {
     guard #available(macOS 26.0, *) else { return }
     let analyzer = Unmanaged<Analyzer>.fromOpaque(handle).takeRetainedValue()
     analyzer.inputBuilder.finish()
-    Task.detached { await analyzer.analyzer.cancelAndFinishNow() }
+    Task.detached {
+        // What comes to the system after its cancellation could start it once more.
+        await analyzer.starting.withLock { $0 }?.value
+        await analyzer.analyzer.cancelAndFinishNow()
+        analyzer.transcriber.reading.withLock { $0 }?.cancel()
+    }
 }
 
 @_cdecl("tapwellAnalyzerFormat")
@@ -170,7 +181,7 @@ public func analyzerFormat(
     let analyzer = Analyzer.from(handle)
     Task.detached {
         let format = await SpeechAnalyzer.bestAvailableAudioFormat(
-            compatibleWith: [analyzer.module])
+            compatibleWith: [analyzer.transcriber.module])
         answer(context.pointer, format?.sampleRate ?? 0)
     }
 }
@@ -188,7 +199,8 @@ private func buffer(
     else { return nil }
     buffer.frameLength = AVAudioFrameCount(frames)
     for frame in 0..<frames {
-        channel[frame] = Int16(max(-1, min(1, samples[frame])) * 32767)
+        let sample = samples[frame]
+        channel[frame] = sample.isNaN ? 0 : Int16(max(-1, min(1, sample)) * 32767)
     }
     return buffer
 }
@@ -216,9 +228,10 @@ public func analyzerStart(
 ) {
     guard #available(macOS 26.0, *) else { return }
     let analyzer = Analyzer.from(handle)
-    run(Context(pointer: context), completion) {
+    let starting = run(Context(pointer: context), completion) {
         try await analyzer.analyzer.start(inputSequence: analyzer.input)
     }
+    analyzer.starting.withLock { $0 = starting }
 }
 
 @_cdecl("tapwellAnalyzerFinalize")
@@ -228,8 +241,10 @@ public func analyzerFinalize(
 ) {
     guard #available(macOS 26.0, *) else { return }
     let analyzer = Analyzer.from(handle)
+    analyzer.inputBuilder.finish()
     run(Context(pointer: context), completion) {
-        analyzer.inputBuilder.finish()
         try await analyzer.analyzer.finalizeAndFinishThroughEndOfInput()
+        // Its end comes after the last result, which another task hands on.
+        await analyzer.transcriber.reading.withLock { $0 }?.value
     }
 }

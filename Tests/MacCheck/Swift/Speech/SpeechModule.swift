@@ -1,0 +1,2 @@
+@available(macOS 26.0, *)
+public protocol SpeechModule: AnyObject, Sendable {}
