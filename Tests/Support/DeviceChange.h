@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Support/FramedStream.h"
 #include "Support/SimulatedMeeting.h"
 #include "Support/TimeCodedSide.h"
 #include "Tapwell/Control/AudioRecorder.h"
@@ -24,7 +25,9 @@ struct DeviceChange : testing::Test {
     AudioObjectID headsetMicrophone = 0;
     TimeCodedSide system;
     TimeCodedSide microphone;
-    TimeCode code = TimeCode::slope();
+    /// Framed PCM on standard output instead of a file. It is of 16 bits.
+    bool isFramed = false;
+    FramedStream stream;
     /// What the recorder makes of the microphone's level.
     float microphoneGain = 6;
 
@@ -35,11 +38,13 @@ struct DeviceChange : testing::Test {
         meeting = std::make_unique<SimulatedMeeting>();
         system = {};
         microphone = {};
+        const TimeCode code = timeCode();
         meeting->speakerDevice().signal = code.at;
         meeting->microphoneDevice().signal = [at = code.at, gain = microphoneGain](double t) {
             return at(t) / gain;
         };
-        meeting->host.simulatedEnvironment.variables["TL_MACOS_UPLOAD_STEREO_LR"] = "1";
+        meeting->host.simulatedEnvironment
+            .variables[isFramed ? "TL_RECORDER_RTMPS_MODE" : "TL_MACOS_UPLOAD_STEREO_LR"] = "1";
         SimulatedDevice output;
         output.uid = "headphones";
         output.format = *AudioFormat::make(CommonFormat::pcmFloat32, 16000, 1, true);
@@ -56,6 +61,7 @@ struct DeviceChange : testing::Test {
         input.signal = [at = code.at, gain = microphoneGain](double t) { return -at(t) / gain; };
         headsetMicrophone = hardware().addDevice(input);
     }
+    TimeCode timeCode() const { return isFramed ? TimeCode::swingingSlope() : TimeCode::slope(); }
     SimulatedAudioHardware& hardware() { return meeting->host.hardware; }
     void start() {
         recorder = std::make_unique<AudioRecorder>(meeting->recorderServices());
@@ -64,6 +70,21 @@ struct DeviceChange : testing::Test {
     void pass(std::chrono::nanoseconds length) { meeting->host.time.advance(length); }
     void passGrace() { pass(OutputRouteMonitor::startUpGrace); }
 
+    /// Changes both defaults, the second one after `spacing`, and lets three seconds pass.
+    void change(bool isOutputFirst, std::chrono::milliseconds spacing, AudioObjectID output,
+                AudioObjectID input) {
+        if (isOutputFirst)
+            hardware().setDefaultOutput(output);
+        else
+            hardware().setDefaultInput(input);
+        pass(spacing);
+        if (isOutputFirst)
+            hardware().setDefaultInput(input);
+        else
+            hardware().setDefaultOutput(output);
+        pass(std::chrono::seconds(3));
+    }
+
     int rebuilds() { return meeting->logged("system tap rebuilt for new default output device"); }
     int microphoneRestarts() { return meeting->logged("started halIn=") - 1; }
 
@@ -71,20 +92,33 @@ struct DeviceChange : testing::Test {
     void finish() {
         EXPECT_TRUE(recorder->isRecording());
         recorder->stop();
+        if (isFramed)
+            takeStream();
+        else
+            takeFile();
+        judge();
+    }
+    void takeFile() {
         EXPECT_THAT(meeting->events().back(), testing::HasSubstr("finalized"));
         const std::vector<float>& both = meeting->recorded();
         for (std::size_t i = 0; i + 1 < both.size(); i += 2) {
             microphone.samples.push_back(both[i]);
             system.samples.push_back(both[i + 1]);
         }
-        judge();
+    }
+    void takeStream() {
+        stream = FramedStream::of(meeting->host.simulatedStreams.output());
+        EXPECT_EQ(stream.rest, 0U);
+        EXPECT_THAT(stream.lines.back(), testing::HasSubstr("finalized"));
+        microphone.samples = stream.left;
+        system.samples = stream.right;
     }
     void judge() {
         EXPECT_EQ(meeting->logged("for drift"), 0) << "the mixer had nothing to pad";
         ASSERT_GT(system.samples.size(), 5000U);
-        const double begin = code.timeOf(system.samples, 1000) - 1000 / rate;
-        system.judge(begin, code);
-        microphone.judge(begin, code);
+        const double begin = timeCode().timeOf(system.samples, 1000) - 1000 / rate;
+        system.judge(begin, timeCode());
+        microphone.judge(begin, timeCode());
     }
     /// Every sample of both sides is where the moment of its capture belongs.
     void expectEverythingInPlace(const std::string& what = "", double toleranceSamples = 1) {

@@ -28,16 +28,28 @@ struct DualTrackDeviceChange : DeviceChange {
     }
 };
 
-TEST_F(DeviceChange, TheCodeTellsWhereSamplesBelong) {
+/// In every mode that mixes live.
+struct LiveDeviceChange : DeviceChange, testing::WithParamInterface<bool> {
+    LiveDeviceChange() {
+        isFramed = GetParam();
+        prepare();
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Modes, LiveDeviceChange, testing::Bool(), [](const auto& mode) {
+    return std::string(mode.param ? "FramedPcm" : "File");
+});
+
+TEST_P(LiveDeviceChange, TheCodeTellsWhereSamplesBelong) {
     start();
     pass(3s);
-    finish();
+    ASSERT_NO_FATAL_FAILURE(finish());
     expectEverythingInPlace();
     EXPECT_EQ(system.silent, 0U);
     EXPECT_GT(system.fromFirst, 130000U);
 }
 
-TEST_F(DeviceChange, TheOutputIsFollowed) {
+TEST_P(LiveDeviceChange, TheOutputIsFollowed) {
     start();
     passGrace();
     hardware().setDefaultOutput(headphones);
@@ -46,7 +58,7 @@ TEST_F(DeviceChange, TheOutputIsFollowed) {
     EXPECT_EQ(microphoneRestarts(), 0);
     EXPECT_EQ(hardware().liveTaps(), 1U);
     EXPECT_EQ(hardware().liveAggregates(), 1U);
-    finish();
+    ASSERT_NO_FATAL_FAILURE(finish());
     expectEverythingInPlace();
     EXPECT_GT(system.fromNext, 160000U);
     EXPECT_EQ(microphone.silent, 0U);
@@ -56,14 +68,14 @@ TEST_F(DeviceChange, TheOutputIsFollowed) {
     EXPECT_NEAR(static_cast<double>(system.samples.size()), 6.51 * rate, 0.03 * rate);
 }
 
-TEST_F(DeviceChange, TheInputIsFollowed) {
+TEST_P(LiveDeviceChange, TheInputIsFollowed) {
     start();
     passGrace();
     hardware().setDefaultInput(headsetMicrophone);
     pass(4s);
     EXPECT_EQ(rebuilds(), 0);
     EXPECT_EQ(microphoneRestarts(), 1);
-    finish();
+    ASSERT_NO_FATAL_FAILURE(finish());
     expectEverythingInPlace();
     EXPECT_GT(microphone.fromNext, 150000U);
     EXPECT_EQ(system.silent, 0U);
@@ -71,7 +83,7 @@ TEST_F(DeviceChange, TheInputIsFollowed) {
     EXPECT_LE(microphone.silent, 2880U + 480U);
 }
 
-TEST_F(DeviceChange, AMicrophoneThatIsAwayForSecondsLeavesAGapAsLong) {
+TEST_P(LiveDeviceChange, AMicrophoneThatIsAwayForSecondsLeavesAGapAsLong) {
     start();
     passGrace();
     hardware().removeDevice(meeting->microphone);
@@ -81,14 +93,14 @@ TEST_F(DeviceChange, AMicrophoneThatIsAwayForSecondsLeavesAGapAsLong) {
     hardware().setDefaultInput(headsetMicrophone);
     pass(3s);
     EXPECT_EQ(meeting->logged("audio from the microphone is back after"), 1);
-    finish();
+    ASSERT_NO_FATAL_FAILURE(finish());
     expectEverythingInPlace();
     EXPECT_EQ(system.silent, 0U);
     EXPECT_NEAR(static_cast<double>(microphone.silent), 3.61 * rate, 0.02 * rate);
     EXPECT_GT(microphone.fromNext, 100000U);
 }
 
-TEST_F(DeviceChange, AnOutputThatIsAwayForSecondsLeavesAGapAsLong) {
+TEST_P(LiveDeviceChange, AnOutputThatIsAwayForSecondsLeavesAGapAsLong) {
     start();
     passGrace();
     hardware().removeDevice(meeting->speaker);
@@ -97,11 +109,24 @@ TEST_F(DeviceChange, AnOutputThatIsAwayForSecondsLeavesAGapAsLong) {
     EXPECT_EQ(meeting->logged("no audio from the system output for"), 1);
     hardware().setDefaultOutput(headphones);
     pass(3s);
-    finish();
+    ASSERT_NO_FATAL_FAILURE(finish());
     expectEverythingInPlace();
     EXPECT_EQ(microphone.silent, 0U);
     EXPECT_NEAR(static_cast<double>(system.silent), 3.48 * rate, 0.02 * rate);
     EXPECT_GT(system.fromNext, 100000U);
+}
+
+TEST_P(LiveDeviceChange, LostCyclesLeaveSilenceAsLong) {
+    meeting->microphoneDevice().losesCycle = [](std::int64_t cycle) { return cycle == 100; };
+    meeting->speakerDevice().losesCycle = [](std::int64_t cycle) {
+        return cycle >= 200 && cycle < 230;
+    };
+    start();
+    pass(4s);
+    ASSERT_NO_FATAL_FAILURE(finish());
+    expectEverythingInPlace();
+    EXPECT_EQ(microphone.silent, 480U);
+    EXPECT_EQ(system.silent, 30 * 480U);
 }
 
 TEST_F(DeviceChange, WhenEverythingIsAwayTheRecordingGoesOnInSilence) {
@@ -124,19 +149,6 @@ TEST_F(DeviceChange, WhenEverythingIsAwayTheRecordingGoesOnInSilence) {
     expectEverythingInPlace();
     EXPECT_GT(system.fromNext, 100000U);
     EXPECT_GT(microphone.fromNext, 100000U);
-}
-
-TEST_F(DeviceChange, LostCyclesLeaveSilenceAsLong) {
-    meeting->microphoneDevice().losesCycle = [](std::int64_t cycle) { return cycle == 100; };
-    meeting->speakerDevice().losesCycle = [](std::int64_t cycle) {
-        return cycle >= 200 && cycle < 230;
-    };
-    start();
-    pass(4s);
-    finish();
-    expectEverythingInPlace();
-    EXPECT_EQ(microphone.silent, 480U);
-    EXPECT_EQ(system.silent, 30 * 480U);
 }
 
 TEST_F(DeviceChange, ADeviceThatDeliversNothingForAWhileIsNoticedAndGoesOn) {
@@ -176,7 +188,7 @@ TEST_F(DeviceChange, ACaptureQueueThatStallsLosesNothing) {
     EXPECT_TRUE(std::is_sorted(left.begin(), left.end()));
     EXPECT_TRUE(std::is_sorted(right.begin(), right.end()));
     const std::size_t last = both.size() / 2 - 4800;
-    EXPECT_NEAR(code.timeOf(both, 2 * last), code.timeOf(both, 2 * last + 1), 1 / rate);
+    EXPECT_NEAR(timeCode().timeOf(both, 2 * last), timeCode().timeOf(both, 2 * last + 1), 1 / rate);
     EXPECT_EQ(meeting->logged("microphone came late; the other stream waits"), 1);
 }
 
@@ -191,19 +203,6 @@ struct HeadsetChange : DeviceChange {
             for (const int around : {-1, 0, 1})
                 result.emplace_back(at + around);
         return result;
-    }
-    void change(bool isOutputFirst, milliseconds spacing, AudioObjectID output,
-                AudioObjectID input) {
-        if (isOutputFirst)
-            hardware().setDefaultOutput(output);
-        else
-            hardware().setDefaultInput(input);
-        pass(spacing);
-        if (isOutputFirst)
-            hardware().setDefaultInput(input);
-        else
-            hardware().setDefaultOutput(output);
-        pass(3s);
     }
     void expectOneRebuildAndOneRestartAtEverySpacing(bool isOutputFirst) {
         for (const milliseconds spacing : spacings()) {
