@@ -116,6 +116,31 @@ TEST_P(LiveDeviceChange, AnOutputThatIsAwayForSecondsLeavesAGapAsLong) {
     EXPECT_GT(system.fromNext, 100000U);
 }
 
+TEST_P(LiveDeviceChange, AHeadsetThatIsUnpluggedLeavesEverythingElseInPlace) {
+    for (const auto spacing : {0ms, 300ms, 549ms, 700ms, 1100ms, 2000ms}) {
+        const std::string what = "after " + std::to_string(spacing.count()) + " ms the other";
+        prepare();
+        start();
+        passGrace();
+        change(true, 0ms, headphones, headsetMicrophone);
+        hardware().removeDevice(headsetMicrophone);
+        hardware().setDefaultInput(meeting->microphone);
+        pass(spacing);
+        hardware().removeDevice(headphones);
+        hardware().setDefaultOutput(meeting->speaker);
+        pass(3s);
+        EXPECT_EQ(rebuilds(), 2) << what;
+        EXPECT_EQ(microphoneRestarts(), 2) << what;
+        ASSERT_NO_FATAL_FAILURE(finish()) << what;
+        expectEverythingInPlace(what);
+        EXPECT_GT(system.fromNext, 90000U) << what;
+        EXPECT_GT(microphone.fromNext, 90000U) << what;
+        EXPECT_NEAR(static_cast<double>(system.samples.size()),
+                    rate * std::chrono::duration<double>(8500ms + spacing).count(), 0.02 * rate)
+            << what;
+    }
+}
+
 TEST_P(LiveDeviceChange, LostCyclesLeaveSilenceAsLong) {
     meeting->microphoneDevice().losesCycle = [](std::int64_t cycle) { return cycle == 100; };
     meeting->speakerDevice().losesCycle = [](std::int64_t cycle) {

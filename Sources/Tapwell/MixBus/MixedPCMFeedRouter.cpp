@@ -154,6 +154,7 @@ void MixedPCMFeedRouter::handleMicrophone(const PcmBuffer& buffer, const AudioTi
 MixBusChunk MixedPCMFeedRouter::takeTail(PCMToMixBusConverter& converter, bool& isInterrupted) {
     MixBusChunk tail = converter.finish();
     if (!tail.samples.empty()) tail.beginsAnew = std::exchange(isInterrupted, false);
+    tail.isTail = true;
     return tail;
 }
 
