@@ -1,3 +1,4 @@
+#include "Support/FramedStream.h"
 #include "Support/SimulatedMeeting.h"
 #include "Support/ToneAnalysis.h"
 #include "Tapwell/Control/AudioRecorder.h"
@@ -5,7 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -301,38 +301,19 @@ TEST_F(Recorder, StreamingWinsOverDualTracksAndRunsAt48000) {
     EXPECT_EQ(providers[0]->fed, 0U);
 
     // Event lines stand between whole frames.
-    const std::string& output = host.simulatedStreams.output();
-    std::vector<float> left;
-    std::vector<float> right;
-    std::vector<std::string> lines;
-    for (std::size_t at = 0; at < output.size();) {
-        if (output.compare(at, 4, "TLPC") != 0) {
-            const std::size_t end = output.find('\n', at);
-            lines.push_back(output.substr(at, end - at));
-            at = end + 1;
-            continue;
-        }
-        std::uint32_t length = 0;
-        std::memcpy(&length, output.data() + at + 4, 4);
-        for (std::size_t i = at + 8; i < at + 8 + length; i += 4) {
-            std::int16_t pair[2];
-            std::memcpy(pair, output.data() + i, 4);
-            left.push_back(static_cast<float>(pair[0]) / 32767.0F);
-            right.push_back(static_cast<float>(pair[1]) / 32767.0F);
-        }
-        at += 8 + length;
-    }
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines[0], started());
-    EXPECT_THAT(lines[1], HasSubstr("finalized"));
-    ASSERT_GT(left.size(), 90000U);
+    const auto stream = test::FramedStream::of(host.simulatedStreams.output());
+    EXPECT_EQ(stream.rest, 0U);
+    ASSERT_EQ(stream.lines.size(), 2U);
+    EXPECT_EQ(stream.lines[0], started());
+    EXPECT_THAT(stream.lines[1], HasSubstr("finalized"));
+    ASSERT_GT(stream.left.size(), 90000U);
     const auto middle = [](const std::vector<float>& side) {
         return std::span(side).subspan(9600, 72000);
     };
-    EXPECT_NEAR(test::fitTone(middle(left), 440.0 / 48000).amplitude, 0.3, 0.001);
-    EXPECT_NEAR(test::fitTone(middle(right), 997.0 / 48000).amplitude, 0.5, 0.001);
-    EXPECT_EQ(logged("RTMPS capture stopped: pcmBytesEmitted=" + std::to_string(left.size() * 4) +
-                     " framesDropped=0"),
+    EXPECT_NEAR(test::fitTone(middle(stream.left), 440.0 / 48000).amplitude, 0.3, 0.001);
+    EXPECT_NEAR(test::fitTone(middle(stream.right), 997.0 / 48000).amplitude, 0.5, 0.001);
+    EXPECT_EQ(logged("RTMPS capture stopped: pcmBytesEmitted=" +
+                     std::to_string(stream.left.size() * 4) + " framesDropped=0"),
               1);
 }
 

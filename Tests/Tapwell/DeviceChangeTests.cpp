@@ -1,126 +1,21 @@
-#include "Support/SimulatedMeeting.h"
-#include "Tapwell/Control/AudioRecorder.h"
+#include "Support/DeviceChange.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <utility>
+#include <string>
+#include <vector>
 
 namespace tapwell {
 namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
+using test::DeviceChange;
 using testing::HasSubstr;
 
-constexpr double rate = 48000;
 constexpr auto tick = 1ns;
-/// On either side of silence: a filter rings there.
-constexpr std::size_t edgeSamples = 400;
-
-/// A sound whose every value tells when it was made, for twenty seconds. Positive on a meeting's
-/// first devices and negative on those it changes to.
-float timeCode(double seconds) {
-    return static_cast<float>(0.05 + seconds / 25);
-}
-double timeOf(float value) {
-    return (std::abs(value) - 0.05) * 25;
-}
-/// One side of a recording, judged sample by sample.
-struct Side {
-    std::vector<float> samples;
-    std::size_t silent = 0;     ///< samples
-    double worst = 0;           ///< distance in samples from where a sample belongs
-    std::size_t fromFirst = 0;  ///< samples of the first device
-    std::size_t fromNext = 0;   ///< samples of the devices changed to
-
-    /// `begin`: the time of the first sample.
-    void judge(double begin) {
-        silent = static_cast<std::size_t>(std::count(samples.begin(), samples.end(), 0.0F));
-        for (std::size_t i = edgeSamples; i + edgeSamples < samples.size(); ++i) {
-            const bool isAtEdge = samples[i - edgeSamples] * samples[i] <= 0 ||
-                                  samples[i + edgeSamples] * samples[i] <= 0;
-            if (isAtEdge) continue;
-            const double place = (timeOf(samples[i]) - begin) * rate;
-            worst = std::max(worst, std::abs(place - static_cast<double>(i)));
-            ++(samples[i] > 0 ? fromFirst : fromNext);
-        }
-    }
-};
-
-struct DeviceChange : testing::Test {
-    std::unique_ptr<test::SimulatedMeeting> meeting;
-    std::unique_ptr<AudioRecorder> recorder;
-    AudioObjectID headphones = 0;
-    AudioObjectID headsetMicrophone = 0;
-    Side system;
-    Side microphone;
-    /// What the recorder makes of the microphone's level.
-    float microphoneGain = 6;
-
-    DeviceChange() { prepare(); }
-
-    void prepare() {
-        recorder.reset();
-        meeting = std::make_unique<test::SimulatedMeeting>();
-        system = {};
-        microphone = {};
-        meeting->speakerDevice().signal = timeCode;
-        meeting->microphoneDevice().signal = [gain = microphoneGain](double t) {
-            return timeCode(t) / gain;
-        };
-        meeting->host.simulatedEnvironment.variables["TL_MACOS_UPLOAD_STEREO_LR"] = "1";
-        SimulatedDevice output;
-        output.uid = "headphones";
-        output.format = *AudioFormat::make(CommonFormat::pcmFloat32, 16000, 1, true);
-        output.framesPerCycle = 320;
-        output.startLatency = 80ms;
-        output.signal = [](double t) { return -timeCode(t); };
-        headphones = hardware().addDevice(output);
-        SimulatedDevice input;
-        input.uid = "headset microphone";
-        input.isInput = true;
-        input.format = *AudioFormat::make(CommonFormat::pcmFloat32, 44100, 1, false);
-        input.framesPerCycle = 441;
-        input.startLatency = 60ms;
-        input.signal = [gain = microphoneGain](double t) { return -timeCode(t) / gain; };
-        headsetMicrophone = hardware().addDevice(input);
-    }
-    SimulatedAudioHardware& hardware() { return meeting->host.hardware; }
-    void start() {
-        recorder = std::make_unique<AudioRecorder>(meeting->recorderServices());
-        recorder->start(meeting->path);
-    }
-    void pass(std::chrono::nanoseconds length) { meeting->host.time.advance(length); }
-    void passGrace() { pass(OutputRouteMonitor::startUpGrace); }
-
-    int rebuilds() { return meeting->logged("system tap rebuilt for new default output device"); }
-    int microphoneRestarts() { return meeting->logged("started halIn=") - 1; }
-
-    /// Stops, and takes the recording apart into its sides.
-    void finish() {
-        EXPECT_TRUE(recorder->isRecording());
-        recorder->stop();
-        EXPECT_THAT(meeting->events().back(), HasSubstr("finalized"));
-        EXPECT_EQ(meeting->logged("for drift"), 0) << "the mixer had nothing to pad";
-        const std::vector<float>& both = meeting->recorded();
-        for (std::size_t i = 0; i + 1 < both.size(); i += 2) {
-            microphone.samples.push_back(both[i]);
-            system.samples.push_back(both[i + 1]);
-        }
-        ASSERT_GT(system.samples.size(), 5000U);
-        const double begin = timeOf(system.samples[1000]) - 1000 / rate;
-        system.judge(begin);
-        microphone.judge(begin);
-    }
-    /// Every sample of both sides is where the moment of its capture belongs.
-    void expectEverythingInPlace(const std::string& what = "", double toleranceSamples = 1) {
-        EXPECT_LT(system.worst, toleranceSamples) << what;
-        EXPECT_LT(microphone.worst, toleranceSamples) << what;
-    }
-};
 
 /// The same in two files of 16 bits, whose steps tell the time within 40 samples.
 struct DualTrackDeviceChange : DeviceChange {
@@ -133,16 +28,28 @@ struct DualTrackDeviceChange : DeviceChange {
     }
 };
 
-TEST_F(DeviceChange, TheCodeTellsWhereSamplesBelong) {
+/// In every mode that mixes live.
+struct LiveDeviceChange : DeviceChange, testing::WithParamInterface<bool> {
+    LiveDeviceChange() {
+        isFramed = GetParam();
+        prepare();
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Modes, LiveDeviceChange, testing::Bool(), [](const auto& mode) {
+    return std::string(mode.param ? "FramedPcm" : "File");
+});
+
+TEST_P(LiveDeviceChange, TheCodeTellsWhereSamplesBelong) {
     start();
     pass(3s);
-    finish();
+    ASSERT_NO_FATAL_FAILURE(finish());
     expectEverythingInPlace();
     EXPECT_EQ(system.silent, 0U);
     EXPECT_GT(system.fromFirst, 130000U);
 }
 
-TEST_F(DeviceChange, TheOutputIsFollowed) {
+TEST_P(LiveDeviceChange, TheOutputIsFollowed) {
     start();
     passGrace();
     hardware().setDefaultOutput(headphones);
@@ -151,7 +58,7 @@ TEST_F(DeviceChange, TheOutputIsFollowed) {
     EXPECT_EQ(microphoneRestarts(), 0);
     EXPECT_EQ(hardware().liveTaps(), 1U);
     EXPECT_EQ(hardware().liveAggregates(), 1U);
-    finish();
+    ASSERT_NO_FATAL_FAILURE(finish());
     expectEverythingInPlace();
     EXPECT_GT(system.fromNext, 160000U);
     EXPECT_EQ(microphone.silent, 0U);
@@ -161,14 +68,14 @@ TEST_F(DeviceChange, TheOutputIsFollowed) {
     EXPECT_NEAR(static_cast<double>(system.samples.size()), 6.51 * rate, 0.03 * rate);
 }
 
-TEST_F(DeviceChange, TheInputIsFollowed) {
+TEST_P(LiveDeviceChange, TheInputIsFollowed) {
     start();
     passGrace();
     hardware().setDefaultInput(headsetMicrophone);
     pass(4s);
     EXPECT_EQ(rebuilds(), 0);
     EXPECT_EQ(microphoneRestarts(), 1);
-    finish();
+    ASSERT_NO_FATAL_FAILURE(finish());
     expectEverythingInPlace();
     EXPECT_GT(microphone.fromNext, 150000U);
     EXPECT_EQ(system.silent, 0U);
@@ -176,7 +83,7 @@ TEST_F(DeviceChange, TheInputIsFollowed) {
     EXPECT_LE(microphone.silent, 2880U + 480U);
 }
 
-TEST_F(DeviceChange, AMicrophoneThatIsAwayForSecondsLeavesAGapAsLong) {
+TEST_P(LiveDeviceChange, AMicrophoneThatIsAwayForSecondsLeavesAGapAsLong) {
     start();
     passGrace();
     hardware().removeDevice(meeting->microphone);
@@ -186,14 +93,14 @@ TEST_F(DeviceChange, AMicrophoneThatIsAwayForSecondsLeavesAGapAsLong) {
     hardware().setDefaultInput(headsetMicrophone);
     pass(3s);
     EXPECT_EQ(meeting->logged("audio from the microphone is back after"), 1);
-    finish();
+    ASSERT_NO_FATAL_FAILURE(finish());
     expectEverythingInPlace();
     EXPECT_EQ(system.silent, 0U);
     EXPECT_NEAR(static_cast<double>(microphone.silent), 3.61 * rate, 0.02 * rate);
     EXPECT_GT(microphone.fromNext, 100000U);
 }
 
-TEST_F(DeviceChange, AnOutputThatIsAwayForSecondsLeavesAGapAsLong) {
+TEST_P(LiveDeviceChange, AnOutputThatIsAwayForSecondsLeavesAGapAsLong) {
     start();
     passGrace();
     hardware().removeDevice(meeting->speaker);
@@ -202,11 +109,49 @@ TEST_F(DeviceChange, AnOutputThatIsAwayForSecondsLeavesAGapAsLong) {
     EXPECT_EQ(meeting->logged("no audio from the system output for"), 1);
     hardware().setDefaultOutput(headphones);
     pass(3s);
-    finish();
+    ASSERT_NO_FATAL_FAILURE(finish());
     expectEverythingInPlace();
     EXPECT_EQ(microphone.silent, 0U);
     EXPECT_NEAR(static_cast<double>(system.silent), 3.48 * rate, 0.02 * rate);
     EXPECT_GT(system.fromNext, 100000U);
+}
+
+TEST_P(LiveDeviceChange, AHeadsetThatIsUnpluggedLeavesEverythingElseInPlace) {
+    for (const auto spacing : {0ms, 300ms, 549ms, 700ms, 1100ms, 2000ms}) {
+        const std::string what = "after " + std::to_string(spacing.count()) + " ms the other";
+        prepare();
+        start();
+        passGrace();
+        change(true, 0ms, headphones, headsetMicrophone);
+        hardware().removeDevice(headsetMicrophone);
+        hardware().setDefaultInput(meeting->microphone);
+        pass(spacing);
+        hardware().removeDevice(headphones);
+        hardware().setDefaultOutput(meeting->speaker);
+        pass(3s);
+        EXPECT_EQ(rebuilds(), 2) << what;
+        EXPECT_EQ(microphoneRestarts(), 2) << what;
+        ASSERT_NO_FATAL_FAILURE(finish()) << what;
+        expectEverythingInPlace(what);
+        EXPECT_GT(system.fromNext, 90000U) << what;
+        EXPECT_GT(microphone.fromNext, 90000U) << what;
+        EXPECT_NEAR(static_cast<double>(system.samples.size()),
+                    rate * std::chrono::duration<double>(8500ms + spacing).count(), 0.02 * rate)
+            << what;
+    }
+}
+
+TEST_P(LiveDeviceChange, LostCyclesLeaveSilenceAsLong) {
+    meeting->microphoneDevice().losesCycle = [](std::int64_t cycle) { return cycle == 100; };
+    meeting->speakerDevice().losesCycle = [](std::int64_t cycle) {
+        return cycle >= 200 && cycle < 230;
+    };
+    start();
+    pass(4s);
+    ASSERT_NO_FATAL_FAILURE(finish());
+    expectEverythingInPlace();
+    EXPECT_EQ(microphone.silent, 480U);
+    EXPECT_EQ(system.silent, 30 * 480U);
 }
 
 TEST_F(DeviceChange, WhenEverythingIsAwayTheRecordingGoesOnInSilence) {
@@ -229,19 +174,6 @@ TEST_F(DeviceChange, WhenEverythingIsAwayTheRecordingGoesOnInSilence) {
     expectEverythingInPlace();
     EXPECT_GT(system.fromNext, 100000U);
     EXPECT_GT(microphone.fromNext, 100000U);
-}
-
-TEST_F(DeviceChange, LostCyclesLeaveSilenceAsLong) {
-    meeting->microphoneDevice().losesCycle = [](std::int64_t cycle) { return cycle == 100; };
-    meeting->speakerDevice().losesCycle = [](std::int64_t cycle) {
-        return cycle >= 200 && cycle < 230;
-    };
-    start();
-    pass(4s);
-    finish();
-    expectEverythingInPlace();
-    EXPECT_EQ(microphone.silent, 480U);
-    EXPECT_EQ(system.silent, 30 * 480U);
 }
 
 TEST_F(DeviceChange, ADeviceThatDeliversNothingForAWhileIsNoticedAndGoesOn) {
@@ -281,7 +213,7 @@ TEST_F(DeviceChange, ACaptureQueueThatStallsLosesNothing) {
     EXPECT_TRUE(std::is_sorted(left.begin(), left.end()));
     EXPECT_TRUE(std::is_sorted(right.begin(), right.end()));
     const std::size_t last = both.size() / 2 - 4800;
-    EXPECT_NEAR(timeOf(both[2 * last]), timeOf(both[2 * last + 1]), 1 / rate);
+    EXPECT_NEAR(timeCode().timeOf(both, 2 * last), timeCode().timeOf(both, 2 * last + 1), 1 / rate);
     EXPECT_EQ(meeting->logged("microphone came late; the other stream waits"), 1);
 }
 
@@ -296,19 +228,6 @@ struct HeadsetChange : DeviceChange {
             for (const int around : {-1, 0, 1})
                 result.emplace_back(at + around);
         return result;
-    }
-    void change(bool isOutputFirst, milliseconds spacing, AudioObjectID output,
-                AudioObjectID input) {
-        if (isOutputFirst)
-            hardware().setDefaultOutput(output);
-        else
-            hardware().setDefaultInput(input);
-        pass(spacing);
-        if (isOutputFirst)
-            hardware().setDefaultInput(input);
-        else
-            hardware().setDefaultOutput(output);
-        pass(3s);
     }
     void expectOneRebuildAndOneRestartAtEverySpacing(bool isOutputFirst) {
         for (const milliseconds spacing : spacings()) {
@@ -440,6 +359,23 @@ TEST_F(DeviceChange, StopInEveryPhaseOfAChangeLeavesNothingBehind) {
         pass(10s);
         EXPECT_EQ(hardware().journal().size(), calls) << moment.count();
         EXPECT_FALSE(recorder->isRecording());
+    }
+}
+
+TEST_F(DeviceChange, StopWhileTheNewDevicesFirstAudioIsInItsFilterKeepsItInPlace) {
+    for (auto moment = 480ms; moment <= 600ms; moment += 10ms) {
+        const std::string what = std::to_string(moment.count()) + " ms after the change";
+        prepare();
+        start();
+        passGrace();
+        hardware().setDefaultOutput(headphones);
+        pass(moment);
+        ASSERT_NO_FATAL_FAILURE(finish()) << what;
+        expectEverythingInPlace(what);
+        if (moment >= 520ms) {
+            EXPECT_GT(system.fromNext, 0U) << what;
+            EXPECT_GE(system.silent, 3840U - edgeSamples) << what;
+        }
     }
 }
 

@@ -1,18 +1,15 @@
 #pragma once
 
+#include "Platform/Linux/AacSampleIndex.h"
 #include "Platform/Linux/AacTrack.h"
 #include "Platform/Linux/Mp4BoxWriter.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <span>
 #include <vector>
 
 namespace tapwell {
-
-/// Bytes of each packet of a recording, in order. AAC-LC packets have at most 768 a channel.
-using AacPacketSizes = std::deque<std::uint16_t>;
 
 /// The boxes around the packets of one AAC track, in the two shapes that a recording takes
 /// (ISO/IEC 14496-12 and -14): fragments while it grows, one index in front when it is done. Movie
@@ -39,24 +36,7 @@ public:
                                           std::uint64_t frameCount) const;
 
 private:
-    struct Index;
-
-    void writeFileType(Mp4BoxWriter& out) const;
-    void writeMovieHeader(Mp4BoxWriter& out, std::uint64_t durationFrames) const;
-    void writeTrack(Mp4BoxWriter& out, const Index& index) const;
-    void writeTrackHeader(Mp4BoxWriter& out, std::uint64_t durationFrames) const;
-    void writeEditList(Mp4BoxWriter& out, std::uint64_t durationFrames) const;
-    void writeMediaHeader(Mp4BoxWriter& out, std::uint64_t durationFrames) const;
-    void writeSampleTable(Mp4BoxWriter& out, const Index& index) const;
-    void writeSampleDescription(Mp4BoxWriter& out, const Index& index) const;
-    void writeDecoderDescription(Mp4BoxWriter& out, const Index& index) const;
-    void writeTimeToSample(Mp4BoxWriter& out, const Index& index) const;
-    void writeSampleSizes(Mp4BoxWriter& out, const Index& index) const;
-    void writeChunks(Mp4BoxWriter& out, const Index& index) const;
-    void writeRollGroups(Mp4BoxWriter& out, const Index& index) const;
-    void writeGaplessInformation(Mp4BoxWriter& out, const Index& index) const;
-    std::vector<std::byte> headerWithIndex(const Index& index) const;
-    std::uint32_t packetsPerChunk() const;
+    std::vector<std::byte> headerWithIndex(const AacSampleIndex& index) const;
 
     AacTrack track_;
 };

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,9 @@ namespace tapwell {
 /// Not thread-safe.
 class Mp4BoxWriter {
 public:
+    /// What a field of 32 bits can hold.
+    static constexpr std::uint64_t kMax32 = std::numeric_limits<std::uint32_t>::max();
+
     /// Writes a box around whatever `body` writes.
     template <typename Body>
     void box(const char (&type)[5], Body&& body) {

@@ -12,6 +12,8 @@ struct MixBusChunk {
     MediaTime presentationTime;
     /// The first after an interruption of the stream, whose length its time tells.
     bool beginsAnew = false;
+    /// What a filter held when its stream ended: it may come when silence stands in its place.
+    bool isTail = false;
 };
 
 }  // namespace tapwell

@@ -85,10 +85,8 @@ void MixedPCMFeedRouter::handleSystem(const PcmBuffer& buffer, const AudioTimeSt
         buffer.frameLength());
     const bool isOtherDevice = systemPathResetPending_.exchange(false);
     if (isOtherDevice) systemClock_.reset();
-    if (isOtherDevice || isAfterLoss) {
-        endStream(Source::system, systemConverter_);
-        systemIsInterrupted_ = true;
-    }
+    if (isOtherDevice || isAfterLoss)
+        endStream(Source::system, systemConverter_, systemIsInterrupted_);
     systemClock_.update(stamp);
     const MediaTime time =
         systemPresentationTime(buffer, stamp, systemClock_.hz(), aggregateRateHintHz);
@@ -133,10 +131,8 @@ void MixedPCMFeedRouter::handleMicrophone(const PcmBuffer& buffer, const AudioTi
         when.isSampleTimeValid ? std::optional(when.sampleTime) : std::nullopt,
         buffer.frameLength());
     const bool isOtherDevice = micPathResetPending_.exchange(false);
-    if (isOtherDevice || isAfterLoss) {
-        endStream(Source::microphone, micConverter_);
-        micIsInterrupted_ = true;
-    }
+    if (isOtherDevice || isAfterLoss)
+        endStream(Source::microphone, micConverter_, micIsInterrupted_);
     const MediaTime time = RecorderTime::cm(when, cmPreferredTimescale_, clock_);
     MixBusChunk chunk;
     try {
@@ -154,10 +150,20 @@ void MixedPCMFeedRouter::handleMicrophone(const PcmBuffer& buffer, const AudioTi
     handToMixQueue(Source::microphone, std::move(chunk));
 }
 
-/// The stream is interrupted here: what its filter holds was captured before.
-void MixedPCMFeedRouter::endStream(Source source, PCMToMixBusConverter& converter) {
+/// What the converter's filter holds. It can be all that an interrupted stream has had since.
+MixBusChunk MixedPCMFeedRouter::takeTail(PCMToMixBusConverter& converter, bool& isInterrupted) {
     MixBusChunk tail = converter.finish();
+    if (!tail.samples.empty()) tail.beginsAnew = std::exchange(isInterrupted, false);
+    tail.isTail = true;
+    return tail;
+}
+
+/// The stream is interrupted here: what its filter holds was captured before.
+void MixedPCMFeedRouter::endStream(Source source, PCMToMixBusConverter& converter,
+                                   bool& isInterrupted) {
+    MixBusChunk tail = takeTail(converter, isInterrupted);
     if (!tail.samples.empty()) handToMixQueue(source, std::move(tail));
+    isInterrupted = true;
 }
 
 /// The number of this callback, or nothing when capture has not started.
@@ -251,8 +257,8 @@ void MixedPCMFeedRouter::bothStreamsQuietUntil(double hostSeconds) {
 }
 
 void MixedPCMFeedRouter::flushMixedTail() {
-    const MixBusChunk systemTail = systemConverter_.finish();
-    const MixBusChunk micTail = micConverter_.finish();
+    const MixBusChunk systemTail = takeTail(systemConverter_, systemIsInterrupted_);
+    const MixBusChunk micTail = takeTail(micConverter_, micIsInterrupted_);
     mixQueue_->sync([&] {
         pushAndDrain(Source::system, systemTail);
         pushAndDrain(Source::microphone, micTail);

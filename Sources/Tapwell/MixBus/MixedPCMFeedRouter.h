@@ -98,7 +98,8 @@ private:
                                      std::optional<double> aggregateRateHintHz) const;
     std::optional<std::int64_t> countMicrophoneCallback();
     void logMicConvertFailureOnce(const std::string& message);
-    void endStream(Source source, PCMToMixBusConverter& converter);
+    static MixBusChunk takeTail(PCMToMixBusConverter& converter, bool& isInterrupted);
+    void endStream(Source source, PCMToMixBusConverter& converter, bool& isInterrupted);
     void handToMixQueue(Source source, MixBusChunk chunk);
     void pushAndDrain(Source source, const MixBusChunk& chunk);
     bool holdBack(Source source, const MixBusChunk& chunk);

@@ -6,6 +6,7 @@
 #include "Platform/SampleRateConverter.h"
 #include "Tapwell/Diagnostics/Log.h"
 #include "Tapwell/MixBus/MixBusChunk.h"
+#include "Tapwell/MixBus/SeamlessRateConverter.h"
 #include "Tapwell/MixBus/StreamingLinearResampler.h"
 
 #include <memory>
@@ -28,7 +29,6 @@ public:
     /// Throws RecorderError (code 10) when the rate is not finite and within [8000, 192000] Hz. The
     /// factory must outlive the converter.
     PCMToMixBusConverter(double mixBusSampleRateHz, SampleRateConverterFactory& factory, Log log);
-    ~PCMToMixBusConverter();
 
     /// Converts the next buffer. `presentationTime` is that of its first frame;
     /// `effectiveSourceSampleRateHz` the rate at which the stream really runs, when it is known to
@@ -39,7 +39,7 @@ public:
                         std::optional<double> effectiveSourceSampleRateHz);
 
     /// Whether an empty result only means that a filter has not seen enough input yet.
-    bool isFilling() const;
+    bool isFilling() const { return converter_.isFilling(); }
 
     /// What the filter still holds, at the end of the stream. The next buffer begins a new stream.
     MixBusChunk finish();
@@ -54,31 +54,19 @@ public:
                                           bool resetPhase);
 
     /// The next buffer comes from another device: drops filter and history.
-    void resetConversionStateForRouteChange();
+    void resetConversionStateForRouteChange() { converter_.reset(); }
 
 private:
     double mixRate() const { return dstFormat_.sampleRate(); }
     std::vector<float> copyFloatMonoNonInterleavedFromAVBuffer(const PcmBuffer& buffer) const;
     std::optional<std::vector<float>> fastCopy(const PcmBuffer& buffer);
     void logFirstBuffer(const PcmBuffer& buffer, const std::optional<AudioFormat>& semanticFormat);
-
-    std::vector<float> ensureConverter(const AudioFormat& bufferFormat,
-                                       const AudioFormat& semanticFormat);
-    bool tryMakeConverter(const AudioFormat& format);
-    void primeWithHistory(const AudioFormat& format);
-    std::vector<float> runConverter(const PcmBuffer& source);
-    std::vector<float> drainConverterTail();
     std::vector<float> fallback(const PcmBuffer& buffer, double srcRate);
-    void dropDiscardable(std::vector<float>& samples);
 
     const AudioFormat dstFormat_;
-    SampleRateConverterFactory& factory_;
     const Log log_;
 
-    std::optional<AudioFormat> srcFormat_;  ///< what converter_ was made from
-    std::unique_ptr<SampleRateConverter> converter_;
-    std::vector<float> recentCopies_;              ///< the last samples of the plain copy
-    std::size_t outputFramesToDiscard_ = 0;        ///< given out before, by the plain copy
+    SeamlessRateConverter converter_;
     MediaTime endOfInput_ = MediaTime::invalid();  ///< when the last buffer ended
 
     std::unique_ptr<StreamingLinearResampler> streamingResampler_;

@@ -58,8 +58,8 @@ void StreamContinuity::push(CaptureStream stream, const MixBusChunk& chunk,
     if (chunk.samples.empty()) return;
     Stream& self = state(stream);
     self.isInterrupted |= chunk.beginsAnew;
-    const bool isPlaced =
-        self.isInterrupted && self.end.has_value() && chunk.presentationTime.isNumeric();
+    const bool needsPlace = self.isInterrupted || (chunk.isTail && standIn(stream) > 0);
+    const bool isPlaced = needsPlace && self.end.has_value() && chunk.presentationTime.isNumeric();
     const std::span<const float> samples = isPlaced ? bridge(stream, chunk, emit) : chunk.samples;
     if (samples.empty()) return;
     const auto count = static_cast<std::int64_t>(chunk.samples.size());

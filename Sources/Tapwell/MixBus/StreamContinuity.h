@@ -22,7 +22,8 @@ enum class CaptureStream { system, microphone };
 /// - While one stream stays away, it is kept in reach with silence, just enough that the other one
 ///   flows; this counts as part of the interruption when it comes back.
 /// - A stream that was only late, and interrupted nowhere, keeps all its samples; the other one
-///   waits for it, by as much silence as was put in.
+///   waits for it, by as much silence as was put in. Not so the rest of a filter that comes when
+///   the stream turns out to have been interrupted: what silence stands for by then is dropped.
 ///
 /// Not synchronised: every call comes from the mix queue.
 class StreamContinuity {
