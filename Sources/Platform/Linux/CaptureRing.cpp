@@ -1,9 +1,21 @@
 #include "Platform/Linux/CaptureRing.h"
 
+#include <sys/mman.h>
+
 #include <cstring>
 #include <new>
 
 namespace tapwell {
+namespace {
+
+std::byte* mapMemory(std::size_t size) {
+    void* const memory =
+        ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) throw std::bad_alloc();
+    return static_cast<std::byte*>(memory);
+}
+
+}  // namespace
 
 std::size_t CaptureRing::pieceSize(std::size_t sampleCount) {
     const std::size_t size = sizeof(Header) + sampleCount * sizeof(float);
@@ -14,13 +26,12 @@ CaptureRing::CaptureRing(std::uint32_t channels, std::size_t frames,
                          std::size_t smallestBufferFrames)
     : capacity_(pieceSize(frames * channels) +
                 (frames / smallestBufferFrames + 1) * 2 * sizeof(Header)),
-      memory_(
-          static_cast<std::byte*>(::operator new (capacity_, std::align_val_t{alignof(Header)}))) {
+      memory_(mapMemory(capacity_), Unmap{capacity_}) {
     std::memset(memory_.get(), 0, capacity_);
 }
 
-void CaptureRing::Free::operator()(std::byte* memory) const {
-    ::operator delete (memory, std::align_val_t{alignof(Header)});
+void CaptureRing::Unmap::operator()(std::byte* memory) const {
+    ::munmap(memory, size);
 }
 
 void CaptureRing::writeHeader(std::uint64_t position, const Header& header) const {

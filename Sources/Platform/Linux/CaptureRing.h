@@ -55,12 +55,14 @@ private:
     void writeHeader(std::uint64_t position, const Header& header) const;
     Header readHeader(std::uint64_t position) const;
 
-    struct Free {
+    /// The heap would keep some of a megabyte that comes and goes with every change of devices.
+    struct Unmap {
+        std::size_t size;
         void operator()(std::byte* memory) const;
     };
 
     std::size_t capacity_;  ///< bytes, a multiple of the header's size
-    std::unique_ptr<std::byte, Free> memory_;
+    std::unique_ptr<std::byte, Unmap> memory_;
     alignas(64) std::atomic<std::uint64_t> writePosition_{0};
     alignas(64) std::atomic<std::uint64_t> readPosition_{0};
 };
