@@ -142,7 +142,10 @@ TEST_F(DualTrackTest, AKillLeavesTwoTracksThatPlayAndTheNextStartKeepsThem) {
         const auto frames = track.samples.size();
         EXPECT_GT(static_cast<double>(frames), (captured - 0.1) * 48000) << path;
         EXPECT_EQ(soxReport(path), std::to_string(frames) + " 48000 1 16 ");
-        EXPECT_EQ(std::filesystem::file_size(path), 44 + 2 * frames);
+        // The header may be one write behind; it never promises what is not there.
+        const auto size = std::filesystem::file_size(path);
+        EXPECT_GE(size, 44 + 2 * frames);
+        EXPECT_LT(size, 44 + 2 * (frames + 4800));
         ASSERT_TRUE(track.containerSeconds);
         EXPECT_NEAR(*track.containerSeconds, static_cast<double>(frames) / 48000, 0.001);
     }
