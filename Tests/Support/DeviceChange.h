@@ -85,6 +85,17 @@ struct DeviceChange : testing::Test {
         pass(std::chrono::seconds(3));
     }
 
+    /// A new recording until `moment` after both defaults changed; two starts of devices fail.
+    void recordIntoAFailingChange(std::chrono::milliseconds moment) {
+        prepare();
+        start();
+        passGrace();
+        hardware().failNext("startDevice", -1, 2);
+        hardware().setDefaultOutput(headphones);
+        hardware().setDefaultInput(headsetMicrophone);
+        pass(moment);
+    }
+
     int rebuilds() { return meeting->logged("system tap rebuilt for new default output device"); }
     int microphoneRestarts() { return meeting->logged("started halIn=") - 1; }
 

@@ -344,13 +344,7 @@ TEST_F(DeviceChange, StopDuringThePendingRebuildCancelsIt) {
 
 TEST_F(DeviceChange, StopInEveryPhaseOfAChangeLeavesNothingBehind) {
     for (auto moment = 0ms; moment <= 3000ms; moment += 100ms) {
-        prepare();
-        start();
-        passGrace();
-        hardware().failNext("startDevice", -1, 2);
-        hardware().setDefaultOutput(headphones);
-        hardware().setDefaultInput(headsetMicrophone);
-        pass(moment);
+        recordIntoAFailingChange(moment);
         recorder->stop();
         EXPECT_EQ(hardware().listenerCount(), 0U) << moment.count();
         EXPECT_EQ(hardware().runningProcedures(), 0U) << moment.count();

@@ -166,13 +166,7 @@ TEST_F(RtmpsDeviceChange, StopInEveryPhaseOfAChangeLeavesNothingBehind) {
     // The tap is back 2.98 s after the change.
     for (auto moment = 0ms; moment <= 3100ms; moment += moment < 2900ms ? 100ms : 20ms) {
         const std::string what = std::to_string(moment.count()) + " ms after the change";
-        prepare();
-        start();
-        passGrace();
-        hardware().failNext("startDevice", -1, 2);
-        hardware().setDefaultOutput(headphones);
-        hardware().setDefaultInput(headsetMicrophone);
-        pass(moment);
+        recordIntoAFailingChange(moment);
         ASSERT_NO_FATAL_FAILURE(finishWholeStream()) << what;
         expectEverythingInPlace(what);
         // Silence at the very end, while both are between devices, is not added.
